@@ -1,0 +1,62 @@
+#pragma once
+// Case (transmitted) and control (non-transmitted) counts of one marker for one phenotype,
+// the allele- and genotype-based likelihood-ratio tests, and their p-values.
+
+#include <map>
+#include <string>
+#include <vector>
+
+class Allele;
+
+using CountMap = std::map<std::string, int>;
+
+class HrrMarker {
+public:
+    HrrMarker(const std::string& key, const std::vector<Allele*>& alleles);
+
+    void addCaseCountForGenotype(const std::string& g);
+    void addControlCountForGenotype(const std::string& g);
+    void addCaseAlleleCount(const std::string& a);
+    void addControlAlleleCount(const std::string& a);
+    int getCaseCountForGenotype(const std::string& g);
+    int getControlCountForGenotype(const std::string& g);
+    int getCaseAlleleCount(const std::string& a);
+    int getControlAlleleCount(const std::string& a);
+    std::vector<std::string> getGenotypeNames() const { return genotypeNames; }
+    std::vector<std::string> getAlleleNames() const { return alleleNames; }
+    const std::string& getName() const { return name; }
+
+    double getH0(const std::string& type, CountMap caseCounts, CountMap controlCounts) const;
+    double getH1(const std::string& type, CountMap caseCounts, CountMap controlCounts) const;
+    void countLRT(const std::string& type, CountMap caseCounts, CountMap controlCounts);
+    double getLRT(const std::string& type, CountMap caseCounts, CountMap controlCounts) const;
+    double getLRT(const std::string& type) const;
+    std::vector<double> getProbabilityDistribution() const;
+
+    void Randomize();
+    void setQuiet(bool q) { quiet = q; }
+
+    const CountMap& getCaseGenotypeCounts() const { return caseGenotypeCounts; }
+    const CountMap& getControlGenotypeCounts() const { return controlGenotypeCounts; }
+    const CountMap& getCaseAlleleCounts() const { return caseAlleleCounts; }
+    const CountMap& getControlAlleleCounts() const { return controlAlleleCounts; }
+    int getCaseGenotypeTotal() const { return caseGenotypeTotal; }
+    int getControlGenotypeTotal() const { return controlGenotypeTotal; }
+    int getCaseAlleleTotal() const { return caseAlleleTotal; }
+    int getControlAlleleTotal() const { return controlAlleleTotal; }
+    double getAlleleRandomizedP() const { return alleleRandomizedP; }
+    double getGenotypeRandomizedP() const { return genotypeRandomizedP; }
+    double getAlleleTheoreticalP() const { return alleleTheoreticalP; }
+    double getGenotypeTheoreticalP() const { return genotypeTheoreticalP; }
+
+private:
+    std::string name;
+    std::vector<std::string> genotypeNames;
+    std::vector<std::string> alleleNames;
+    CountMap caseGenotypeCounts, controlGenotypeCounts, caseAlleleCounts, controlAlleleCounts;
+    int caseGenotypeTotal = 0, controlGenotypeTotal = 0, caseAlleleTotal = 0, controlAlleleTotal = 0;
+    double alleleLRT = 0.0, genotypeLRT = 0.0;
+    double alleleRandomizedP = 0.0, genotypeRandomizedP = 0.0;
+    double alleleTheoreticalP = 0.0, genotypeTheoreticalP = 0.0;
+    bool quiet = false;
+};

@@ -1,0 +1,33 @@
+#pragma once
+// Free helpers shared by every subsystem: conversions and number formats, the elapsed-time
+// text, the external command runner, file copy, clean-up of the FASTLINK exchange files,
+// the progress line, the random source, chi-square p-values and a whitespace tokeniser.
+
+#include <string>
+#include <vector>
+
+std::string IntToString(int i);
+std::string doubleToString(double x);
+int stringToInt(const std::string& s);
+double stringToDouble(const std::string& s);
+std::string stringToLower(std::string s);
+double changeValueLengthToTwo(double x);
+std::string secondsToCorrectTimeFormat(double seconds);
+std::string current_time_and_date();
+
+// Runs the command through the shell with no terminal input; without echo its standard
+// output is discarded. Returns the shell's status (0 is success).
+int execute_external_command(const std::string& command, bool echo);
+bool copy_file(const char* source, const char* destination);
+void delete_intermediate_files();
+void progressReportX(const char* label, int done, int total);
+
+// Uniform number in [0, 1] from the process-wide generator, seeded on first use from the
+// clock, or from the value given to setRandomSeed before that first use.
+double getRandom();
+void setRandomSeed(unsigned int seed);
+
+double pnorm(double z);
+double chipr(double x, int df);
+
+std::vector<std::vector<std::string>> readFile(const std::string& name);

@@ -1,0 +1,80 @@
+#pragma once
+// One run of the program: the settings parsed from the command line, the pedigree
+// collection and the analysis objects, and the stages parse, read, run and write.
+
+#include <string>
+
+class Pedigrees;
+class MLink;
+class Hrr;
+
+struct Settings {
+    bool pedigreeFileGiven = false;
+    bool mapFileGiven = false;
+    bool phenotypeFileGiven = false;
+    bool locusFileGiven = false;
+    bool modelFileGiven = false;
+    std::string pedigreeFileName;
+    std::string mapFileName = "varkel.map";
+    std::string phenotypeFileName = "varkel.phen";
+    std::string locusFileName = "varkel.dat";
+    std::string modelFileName = "varkel.model";
+    bool postMakeped = false;
+    bool xlinked = false;
+    bool liabilityColumn = false;
+    bool affectionColumn = true;
+    bool hrrAnalysis = false;
+    bool sibPairAnalysis = false;
+    bool singlepointAnalysis = false;
+    bool multipointAnalysis = false;
+    bool heterogeneityAnalysis = false;
+    std::string markerName;
+    std::string phenotypeName;
+    bool verbose = false;
+    bool statistics = false;
+    bool prefixGiven = false;
+    std::string outputPrefix = "varkel";
+    bool pauseAtEnd = false;
+    bool nuclearAnalysis = false;
+    std::string frequencyType = "a";
+    bool frequencyTypeGiven = false;
+    bool singlepointCurves = false;
+    bool byFamily = false;
+    bool quiet = false;
+    bool trim = false;
+    int multipointWindowSize = 3;
+    int multipointSteps = 5;
+    bool onlyMarkersFileGiven = false;
+    std::string onlyMarkersFileName;
+    bool slowFastlink = false;
+    // Seed of the random generator; the clock seeds it when not given.
+    bool seedGiven = false;
+    int seed = 0;
+};
+
+class Varkel {
+public:
+    Varkel();
+    ~Varkel();
+    Varkel(const Varkel&) = delete;
+    Varkel& operator=(const Varkel&) = delete;
+
+    int parse(int argc, char** argv);
+    std::string welcome() const;
+    bool readInputFiles();
+    bool run();
+    bool writeResults();
+    void writeSummaryFile(const std::string& base);
+    const Settings& getSettings() const { return settings; }
+    bool isPauseAtEnd() const { return settings.pauseAtEnd; }
+
+private:
+    Settings settings;
+    Pedigrees* pedigrees;
+    MLink* singlepoint = nullptr;
+    MLink* nuclear = nullptr;
+    Hrr* hrr = nullptr;
+};
+
+// The program entry: runs every stage and returns the process exit status.
+int runVarkel(int argc, char** argv);

@@ -1,0 +1,39 @@
+#pragma once
+// The markers of the map file in file order, with their positions in centiMorgans and the
+// map function (Haldane or Kosambi) that turns distances into recombination fractions.
+
+#include <map>
+#include <string>
+#include "model/rbtree.h"
+#include "model/records.h"
+
+double HaldaneCentiMorganToRecombinationFraction(double cM);
+double KosambiCentiMorganToRecombinationFraction(double cM);
+double RecombinationFractionToHaldaneCentiMorgan(double r);
+double RecombinationFractionToKosambiCentiMorgan(double r);
+
+class MarkerMap {
+public:
+    MarkerMap();
+    ~MarkerMap();
+    MarkerMap(const MarkerMap&) = delete;
+    MarkerMap& operator=(const MarkerMap&) = delete;
+
+    int readMapFile(const std::string& fileName);
+    void makeMarkerMap(int n);
+    int getMarkerCount() const { return markerCount; }
+    std::string getMarkerName(const std::string& index);
+    Marker* getMarker(const std::string& index);
+    Marker* getMarkerWithName(const std::string& name) const;
+    double getGeneticDistanceBetween(const std::string& name1, const std::string& name2) const;
+    double getRecombinationFractionBetweenWithIndex(const std::string& index1, const std::string& index2);
+    bool isHaldane() const { return mapFunction == "haldane"; }
+    const std::string& getMapFunction() const { return mapFunction; }
+    RBTree<Marker>* getMarkerTree() const { return markerTree; }
+
+private:
+    std::string mapFunction;
+    RBTree<Marker>* markerTree;
+    int markerCount = 0;
+    std::map<std::string, std::string> indexToName;
+};

@@ -1,0 +1,29 @@
+#pragma once
+// One input file, one output file and a text buffer. Report writers compose a whole
+// report in the buffer and write it in one step; loading readers parse from the buffer.
+
+#include <fstream>
+#include <sstream>
+#include <string>
+
+class File {
+public:
+    File() = default;
+    ~File();
+    File(const File&) = delete;
+    File& operator=(const File&) = delete;
+
+    // mode "read" opens the input file, "write" creates or truncates the output file.
+    bool openFile(const std::string& name, const std::string& mode);
+    bool isOpen(const std::string& mode) const;
+    void closeFile(const std::string& mode);
+    std::string getLine();
+    void getAllLinesInOStringStream();
+    void addAllLinesFromOStringStream();
+
+    std::stringstream text;
+
+private:
+    std::ifstream input;
+    std::ofstream output;
+};

@@ -1,0 +1,71 @@
+#include "model/pedigrees.h"
+
+#include <algorithm>
+
+#include "input/linkage_locus_file.h"
+#include "input/marker_map.h"
+#include "input/model.h"
+#include "pedigree/marker_info.h"
+
+Pedigrees::Pedigrees()
+    : markerMap(new MarkerMap()),
+      pedigrees(new RBTree<Pedigree>(new Pedigree(), "Master-Tree")),
+      linkageLocusFile(new LinkageLocusFile()),
+      markerInfo(new RBTree<MarkerInfo>(new MarkerInfo(), "markersinfo")),
+      hrrMarkerInfo(new RBTree<MarkerInfo>(new MarkerInfo(), "hrrarkersinfo")),
+      checkedPersons(new RBTree<Person>(new Person(), "Cheked-Person-Tree")) {}
+
+template <class T>
+static void release(T*& owned) {
+    delete owned;
+    owned = nullptr;
+}
+
+Pedigrees::~Pedigrees() {
+    release(pedigrees);
+    release(markerMap);
+    release(markerInfo);
+    release(hrrMarkerInfo);
+    release(hrrPedigrees);
+    release(nuclearPedigrees);
+    release(checkedPersons);
+    release(model);
+    release(linkageLocusFile);
+}
+
+void Pedigrees::setMarkerMap(MarkerMap* map) {
+    if (map) {
+        if (map != markerMap) delete markerMap;
+        markerMap = map;
+        markerCount = map->getMarkerCount();
+    } else {
+        markerMap = nullptr;
+        markerCount = 0;
+    }
+}
+
+int Pedigrees::countPersons(const RBTree<Pedigree>* tree) {
+    int persons = 0;
+    if (tree) tree->forEach([&](const Pedigree* p) { persons += p->getPersonTree()->getCount(); });
+    return persons;
+}
+
+int Pedigrees::getPedigreeCount() const { return pedigrees->getCount(); }
+
+int Pedigrees::getPedigreePersonCount() const { return countPersons(pedigrees); }
+
+double Pedigrees::getAveragePedigreeSize() const {
+    return static_cast<double>(getPedigreePersonCount()) / static_cast<double>(getPedigreeCount());
+}
+
+int Pedigrees::getNuclearPedigreeCount() const { return nuclearPedigrees ? nuclearPedigrees->getCount() : 0; }
+
+int Pedigrees::getNuclearPersonCount() const { return countPersons(nuclearPedigrees); }
+
+int Pedigrees::getHrrPedigreeCount() const { return hrrPedigrees ? hrrPedigrees->getCount() : 0; }
+
+int Pedigrees::getHrrPersonCount() const { return countPersons(hrrPedigrees); }
+
+bool Pedigrees::isPhenotypeRead(const std::string& name) const {
+    return std::find(phenotypeNames.begin(), phenotypeNames.end(), name) != phenotypeNames.end();
+}

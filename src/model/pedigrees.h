@@ -1,0 +1,199 @@
+#pragma once
+// The collection that owns all input data of a run: the pedigrees read, the marker map,
+// the disease model, the LINKAGE locus file model, the allele catalogues and the derived
+// pedigree sets. Readers fill it; analyses only read it (derived sets are rebuilt on demand).
+//
+// Its methods are implemented in the source file of the subsystem they belong to:
+//   model/pedigrees.cpp            construction, ownership, counts, settings
+//   input/pedigree_reader.cpp      pedigree file, generated map, identifier lookups
+//   input/premakeped_conversion.cpp, input/phenotype_file.cpp, input/input_wrappers.cpp
+//   pedigree/allele_catalogue.cpp, allele_collapsing.cpp, structure_check.cpp,
+//   pedigree/mendelian_check.cpp, nuclear_pedigrees.cpp, linkage_files.cpp, report_header.cpp
+//   association/hrr_pedigrees.cpp  trio extraction and singleton tallies
+
+#include <set>
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
+#include "model/rbtree.h"
+#include "model/records.h"
+
+class MarkerMap;
+class LinkageLocusFile;
+class Model;
+class MarkerInfo;
+
+class Pedigrees {
+public:
+    Pedigrees();
+    ~Pedigrees();
+    Pedigrees(const Pedigrees&) = delete;
+    Pedigrees& operator=(const Pedigrees&) = delete;
+
+    // ---- settings copied from the command line ----
+    void setPostMakeped(bool v) { postMakeped = v; }
+    bool isPostMakeped() const { return postMakeped; }
+    void setAffectionColumn(bool v) { affectionColumn = v; }
+    bool hasAffectionColumn() const { return affectionColumn; }
+    void setLiabilityColumn(bool v) { liabilityColumn = v; }
+    bool hasLiabilityColumn() const { return liabilityColumn; }
+    void setXlinked(bool v) { xlinked = v; }
+    bool isXlinked() const { return xlinked; }
+    void setFrequencyType(const std::string& t) { frequencyType = t; }
+    const std::string& getFrequencyType() const { return frequencyType; }
+    void setVerbose(bool v) { verbose = v; }
+    bool isVerbose() const { return verbose; }
+    void setTrim(bool v) { trim = v; }
+    bool isTrim() const { return trim; }
+    void setOutputPrefix(const std::string& p) { outputPrefix = p; }
+    const std::string& getOutputPrefix() const { return outputPrefix; }
+    void setSinglepointCurves(bool v) { singlepointCurves = v; }
+    bool isSinglepointCurves() const { return singlepointCurves; }
+    void setRenumberAlleles(bool v) { renumberAlleles = v; }
+    bool isRenumberAlleles() const { return renumberAlleles; }
+    void setConverted(bool v) { converted = v; }
+    bool isConverted() const { return converted; }
+
+    // ---- file names ----
+    void setPedigreeFileName(const std::string& n) { pedigreeFileName = n; }
+    const std::string& getPedigreeFileName() const { return pedigreeFileName; }
+    void setMapFileName(const std::string& n) { mapFileName = n; }
+    const std::string& getMapFileName() const { return mapFileName; }
+    void setPhenotypeFileName(const std::string& n) { phenotypeFileName = n; }
+    const std::string& getPhenotypeFileName() const { return phenotypeFileName; }
+    void setLocusFileName(const std::string& n) { locusFileName = n; }
+    const std::string& getLocusFileName() const { return locusFileName; }
+    void setModelFileName(const std::string& n) { modelFileName = n; }
+    const std::string& getModelFileName() const { return modelFileName; }
+
+    // ---- owned objects and simple queries ----
+    RBTree<Pedigree>* getPedigrees() const { return pedigrees; }
+    MarkerMap* getMarkerMap() const { return markerMap; }
+    void setMarkerMap(MarkerMap* map);
+    LinkageLocusFile* getLinkageLocusFile() const { return linkageLocusFile; }
+    Model* getModel() const { return model; }
+    RBTree<MarkerInfo>* getMarkerInfo() const { return markerInfo; }
+    RBTree<MarkerInfo>* getHrrMarkerInfo() const { return hrrMarkerInfo; }
+    int getMarkerCount() const { return markerCount; }
+    int getPedigreeCount() const;
+    int getPedigreePersonCount() const;
+    double getAveragePedigreeSize() const;
+    int getNuclearPedigreeCount() const;
+    int getNuclearPersonCount() const;
+    int getHrrPedigreeCount() const;
+    int getHrrPersonCount() const;
+    std::vector<std::string> getPhenotypeNames() const { return phenotypeNames; }
+    bool isPhenotypeRead(const std::string& name) const;
+    const std::vector<std::string>& getOnlyMarkers() const { return onlyMarkers; }
+    bool isPedigreeFileRead() const { return pedigreeFileRead != 0; }
+    bool isMendelianErrorFound() const { return mendelianErrorFound; }
+    bool isLoopsFound() const { return loopsFound; }
+    // Number of persons in every pedigree of a tree (null tree: 0).
+    static int countPersons(const RBTree<Pedigree>* tree);
+
+    // ---- input readers (input/) ----
+    int readMapFile(const std::string& fileName);
+    int readPedigreeFile(const std::string& fileName);
+    int makeMapFile(const std::string& fileName);
+    int readAndConvertPreToLinkage(const std::string& fileName);
+    int readPhenotypeFile(const std::string& fileName);
+    int readOnlyMarkersFile(const std::string& fileName);
+    int readModelFile(const std::string& fileName);
+    int readLocusFile(const std::string& fileName);
+    std::string getOrigPedigreeID(const std::string& pedigreeId) const;
+    std::string getNewPedigreeID(const std::string& originalPedigreeId) const;
+    std::string getNewPersonID(const std::string& originalPedigreeId,
+                               const std::string& originalPersonId) const;
+
+    // ---- allele catalogue and collapsing (pedigree/) ----
+    void createMarkerInfo();
+    // Builds a catalogue tree of the given name from the persons of a pedigree tree.
+    RBTree<MarkerInfo>* buildMarkerInfo(const RBTree<Pedigree>* tree, const std::string& name) const;
+    void countMarkersGenotypes(const std::string& markerIndex);
+    double getHeterozygosity(const std::string& markerIndex) const;
+    double getPolymorphismInformationContent(const std::string& markerIndex) const;
+    std::string getNewAlleleName(int position, const Marker* marker) const;
+    void collapseAlleles();
+
+    // ---- checks (pedigree/) ----
+    bool writeFamilyErrors(const std::string& fileName);
+    bool checkFamilies();
+    bool writeMendelianErrors(const std::string& fileName);
+    bool checkMendelianErrors();
+
+    // ---- nuclear pedigrees and files for FASTLINK (pedigree/) ----
+    RBTree<Pedigree>* createNuclearPedigrees();
+    RBTree<Pedigree>* getNuclearPedigrees() const { return nuclearPedigrees; }
+    int writePedigreeFile(const std::string& fileName, const std::vector<std::string>& phenotypes,
+                          const std::vector<std::string>& markers);
+    int writeNuclearPedigreeFile(const std::string& fileName, const std::vector<std::string>& phenotypes,
+                                 const std::vector<std::string>& markers);
+    int writePedigreeFile(const std::string& fileName);
+    bool break_loops(bool pseudo, bool verbose);
+    bool makeLinkageLocusFile();
+    std::string getCommonHeader() const;
+
+    // ---- association trios (association/) ----
+    RBTree<Pedigree>* createHrrPedigreesForMarker(const std::string& phenotypeName,
+                                                  const std::string& markerKey);
+    RBTree<Pedigree>* getHrrPedigrees() const { return hrrPedigrees; }
+
+private:
+    // owned objects
+    MarkerMap* markerMap = nullptr;
+    RBTree<Pedigree>* pedigrees = nullptr;
+    LinkageLocusFile* linkageLocusFile = nullptr;
+    Model* model = nullptr;
+    RBTree<MarkerInfo>* markerInfo = nullptr;
+    RBTree<MarkerInfo>* hrrMarkerInfo = nullptr;
+    RBTree<Person>* checkedPersons = nullptr;
+    RBTree<Pedigree>* nuclearPedigrees = nullptr;
+    RBTree<Pedigree>* hrrPedigrees = nullptr;
+
+    // settings
+    bool postMakeped = false;
+    bool affectionColumn = false;
+    bool liabilityColumn = false;
+    bool xlinked = false;
+    std::string frequencyType = "a";
+    bool verbose = false;
+    bool trim = false;
+    std::string outputPrefix;
+    bool singlepointCurves = false;
+
+    // state and names
+    int markerCount = 0;
+    int pedigreeFileRead = 0;
+    bool converted = false;
+    std::vector<std::string> phenotypeNames;
+    std::vector<std::string> onlyMarkers;
+    bool mendelianErrorFound = false;
+    std::string pedigreeFileName, mapFileName, phenotypeFileName, locusFileName, modelFileName;
+    bool renumberAlleles = false;
+
+    // ---- structure check state (pedigree/structure_check.cpp) ----
+    std::ostringstream familyErrorReport;
+    bool personErrors = false;
+    bool topologyErrors = false;
+    bool loopInPedigree = false;
+    bool loopsFound = false;
+
+    // ---- Mendelian check state (pedigree/mendelian_check.cpp) ----
+    std::ostringstream mendelianErrorReport;
+
+    // ---- pedigree file writer state (pedigree/linkage_files.cpp) ----
+    std::string pedigreeType = "BASIC_PEDIGREE";
+    std::vector<std::string> selectedPhenotypes;
+    std::vector<std::string> selectedMarkers;
+    std::ostringstream pedigreeText;
+
+    // ---- nuclear decomposition state (pedigree/nuclear_pedigrees.cpp) ----
+    int nuclearPedigreeNumber = 1;
+    int nuclearPersonNumber = 1;
+
+    // ---- trio extraction state (association/hrr_pedigrees.cpp) ----
+    bool trioFound = false;
+
+    friend class PedigreesTestAccess;
+};

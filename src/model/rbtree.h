@@ -1,0 +1,192 @@
+#pragma once
+// String-keyed intrusive red-black tree holding every collection of records.
+// Keys compare byte by byte ("10" sorts before "2"). Every leaf position holds its own
+// nil element (key "NIL"); a tree owns its elements, its nil leaves and the sentinel
+// parent of the root. Walks are done by callers through the left and right links.
+
+#include <string>
+
+template <class T>
+class Object {
+public:
+    Object() : key("NIL") {}
+    explicit Object(std::string k) : key(std::move(k)) {}
+    virtual ~Object() {
+        delete left;
+        delete right;
+    }
+    Object(const Object&) = delete;
+    Object& operator=(const Object&) = delete;
+
+    bool isNil() const { return key == "NIL"; }
+
+    std::string key;
+    std::string colour;
+    T* left = nullptr;
+    T* right = nullptr;
+    T* parent = nullptr;
+    bool grey = false;
+    bool blue = false;
+    bool red = false;
+};
+
+template <class T>
+class RBTree {
+public:
+    RBTree(T* nil, std::string treeName) : name(std::move(treeName)), root(nil) {}
+    ~RBTree() {
+        delete root;
+        delete rootParent;
+    }
+    RBTree(const RBTree&) = delete;
+    RBTree& operator=(const RBTree&) = delete;
+
+    // Inserts z keyed by its key; false (tree unchanged, caller keeps z) on a duplicate key.
+    bool insert(T* z) {
+        T* freshNil = newNil();
+        const bool empty = root->isNil();
+        T* y = nullptr;
+        T* x = root;
+        while (!x->isNil()) {
+            if (z->key == x->key) {
+                delete freshNil;
+                return false;
+            }
+            y = x;
+            x = (z->key < x->key) ? x->left : x->right;
+        }
+        if (empty) {
+            rootParent = freshNil;
+            z->parent = rootParent;
+            delete root;
+            root = z;
+        } else {
+            delete freshNil;
+            z->parent = y;
+            if (z->key < y->key) {
+                delete y->left;
+                y->left = z;
+            } else {
+                delete y->right;
+                y->right = z;
+            }
+        }
+        z->left = newNil();
+        z->right = newNil();
+        z->left->parent = z;
+        z->right->parent = z;
+        z->colour = "red";
+        insertFixup(z);
+        ++count;
+        return true;
+    }
+
+    T* find(const std::string& k) const {
+        T* x = root;
+        while (!x->isNil()) {
+            if (k == x->key) return x;
+            x = (k < x->key) ? x->left : x->right;
+        }
+        return nullptr;
+    }
+
+    T* getRoot() const { return root; }
+    int getCount() const { return count; }
+    const std::string& getName() const { return name; }
+
+    // In-order visit of every element (ascending key order).
+    template <class F>
+    void forEach(F&& visit) const { walk(root, visit); }
+
+private:
+    static T* newNil() {
+        T* nil = new T();
+        nil->colour = "black";
+        return nil;
+    }
+    static bool isRed(const T* n) { return n && n->colour == "red"; }
+
+    template <class F>
+    static void walk(T* node, F& visit) {
+        if (!node || node->isNil()) return;
+        walk(node->left, visit);
+        visit(node);
+        walk(node->right, visit);
+    }
+
+    bool isRoot(const T* n) const { return n == root; }
+
+    void rotateLeft(T* x) {
+        T* y = x->right;
+        x->right = y->left;
+        y->left->parent = x;
+        y->parent = x->parent;
+        if (isRoot(x)) root = y;
+        else if (x == x->parent->left) x->parent->left = y;
+        else x->parent->right = y;
+        y->left = x;
+        x->parent = y;
+    }
+
+    void rotateRight(T* x) {
+        T* y = x->left;
+        x->left = y->right;
+        y->right->parent = x;
+        y->parent = x->parent;
+        if (isRoot(x)) root = y;
+        else if (x == x->parent->right) x->parent->right = y;
+        else x->parent->left = y;
+        y->right = x;
+        x->parent = y;
+    }
+
+    void insertFixup(T* z) {
+        while (!isRoot(z) && isRed(z->parent)) {
+            T* p = z->parent;
+            T* g = p->parent;
+            if (p == g->left) {
+                T* uncle = g->right;
+                if (isRed(uncle)) {
+                    p->colour = "black";
+                    uncle->colour = "black";
+                    g->colour = "red";
+                    z = g;
+                } else {
+                    if (z == p->right) {
+                        z = p;
+                        rotateLeft(z);
+                        p = z->parent;
+                        g = p->parent;
+                    }
+                    p->colour = "black";
+                    g->colour = "red";
+                    rotateRight(g);
+                }
+            } else {
+                T* uncle = g->left;
+                if (isRed(uncle)) {
+                    p->colour = "black";
+                    uncle->colour = "black";
+                    g->colour = "red";
+                    z = g;
+                } else {
+                    if (z == p->left) {
+                        z = p;
+                        rotateRight(z);
+                        p = z->parent;
+                        g = p->parent;
+                    }
+                    p->colour = "black";
+                    g->colour = "red";
+                    rotateLeft(g);
+                }
+            }
+        }
+        root->colour = "black";
+    }
+
+    std::string name;
+    T* root;
+    T* rootParent = nullptr;
+    int count = 0;
+};

@@ -1,0 +1,108 @@
+#include "model/records.h"
+
+#include <cstdlib>
+
+Phenotype::Phenotype(const std::string& name, const std::string& value)
+    : Object<Phenotype>(name), name(name), value(value) {}
+
+Marker::Marker(const std::string& key, const std::string& a, const std::string& b, bool isGenotype)
+    : Object<Marker>(key) {
+    if (isGenotype) {
+        index = key;
+        allele1 = a;
+        allele2 = b;
+    } else {
+        name = key;
+        chromosome = a;
+        position = b;
+    }
+}
+
+double Marker::getPosition() const { return std::strtod(position.c_str(), nullptr); }
+
+Person::Person(const std::string& pedigreeId, const std::string& personId, const std::string& fatherId,
+               const std::string& motherId, const std::string& sex)
+    : Object<Person>(personId),
+      pedigreeId(pedigreeId),
+      personId(personId),
+      fatherId(fatherId),
+      motherId(motherId),
+      FOID("-999"),
+      sex(sex),
+      phenotypeTree(new RBTree<Phenotype>(new Phenotype(), personId)),
+      markerTree(new RBTree<Marker>(new Marker(), personId)) {}
+
+Person::~Person() {
+    delete phenotypeTree;
+    delete markerTree;
+}
+
+bool Person::addPhenotype(Phenotype* p) { return phenotypeTree->insert(p); }
+
+bool Person::addMarker(Marker* m) { return markerTree->insert(m); }
+
+void Person::addPhenotypes(RBTree<Phenotype>* tree) {
+    delete phenotypeTree;
+    phenotypeTree = tree;
+}
+
+void Person::addMarkers(RBTree<Marker>* tree) {
+    delete markerTree;
+    markerTree = tree;
+}
+
+Phenotype* Person::getPhenotype(const std::string& name) const {
+    return phenotypeTree ? phenotypeTree->find(name) : nullptr;
+}
+
+Marker* Person::getMarker(const std::string& key) const { return markerTree ? markerTree->find(key) : nullptr; }
+
+Marker* Person::getMarkerWithIndex(const std::string& index) {
+    markerSearchResult = nullptr;
+    if (!markerTree) return nullptr;
+    // Right subtree, node, left subtree: the index field need not equal the key.
+    struct Search {
+        static Marker* in(Marker* node, const std::string& index) {
+            if (!node || node->isNil()) return nullptr;
+            if (Marker* found = in(node->right, index)) return found;
+            if (node->getIndex() == index) return node;
+            return in(node->left, index);
+        }
+    };
+    markerSearchResult = Search::in(markerTree->getRoot(), index);
+    return markerSearchResult;
+}
+
+const std::string& Person::getPersonInfo() {
+    std::string info = pedigreeId + "\t" + personId + "\t" + fatherId + "\t" + motherId + "\t";
+    if (FOID != "-999") info += FOID + "\t" + NPSID + "\t" + NMSID + "\t" + sex + "\t" + probandStatus + "\t";
+    else info += sex + "\t";
+    personInfo = info;
+    return personInfo;
+}
+
+Pedigree::Pedigree(const std::string& pedigreeId)
+    : Object<Pedigree>(pedigreeId), pedigreeId(pedigreeId), personTree(new RBTree<Person>(new Person(), pedigreeId)) {}
+
+Pedigree::~Pedigree() { delete personTree; }
+
+Person* Pedigree::getPerson(const std::string& id) const { return personTree ? personTree->find(id) : nullptr; }
+
+bool Pedigree::addPerson(Person* p) { return p && personTree && personTree->insert(p); }
+
+Allele::Allele(const std::string& name) : alleleName(name) {}
+
+void Allele::addCount(const std::string& group) {
+    if (group == "all") ++all;
+    else if (group == "founders") ++founders;
+    else if (group == "males") ++males;
+    else if (group == "females") ++females;
+}
+
+int Allele::getAlleleCount(const std::string& group) const {
+    if (group == "all") return all;
+    if (group == "founders") return founders;
+    if (group == "males") return males;
+    if (group == "females") return females;
+    return 0;
+}
