@@ -1,0 +1,205 @@
+#include "driver/utilities.h"
+
+#include <cctype>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <fstream>
+#include <iostream>
+#include <sstream>
+
+std::string IntToString(int i) {
+    std::ostringstream out;
+    out << i;
+    return out.str();
+}
+
+std::string doubleToString(double x) {
+    std::ostringstream out;
+    out << x;
+    return out.str();
+}
+
+int stringToInt(const std::string& s) { return static_cast<int>(std::strtol(s.c_str(), nullptr, 10)); }
+
+double stringToDouble(const std::string& s) { return std::strtod(s.c_str(), nullptr); }
+
+std::string stringToLower(std::string s) {
+    for (char& c : s) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return s;
+}
+
+double changeValueLengthToTwo(double x) {
+    // Round exactly as the reports print it, so printed and compared values agree.
+    char buffer[64];
+    std::snprintf(buffer, sizeof buffer, "%.2f", x);
+    return std::strtod(buffer, nullptr);
+}
+
+std::string secondsToCorrectTimeFormat(double seconds) {
+    double hours = 0.0;
+    double minutes = 0.0;
+    if (seconds >= 60.0) {
+        minutes = std::floor(seconds / 60.0);
+        seconds -= 60.0 * minutes;
+        if (seconds == 60.0) {
+            minutes += 1.0;
+            seconds = 0.0;
+        }
+        if (minutes >= 60.0) {
+            hours = std::floor(minutes / 60.0);
+            minutes -= 60.0 * hours;
+            if (minutes == 60.0) {
+                hours += 1.0;
+                minutes = 0.0;
+            }
+        }
+    }
+    if (hours > 0.0)
+        return doubleToString(hours) + " hours  " + doubleToString(minutes) + " minutes  " +
+               doubleToString(seconds) + " seconds";
+    if (minutes > 0.0) return doubleToString(minutes) + " minutes  " + doubleToString(seconds) + " seconds";
+    return doubleToString(seconds) + " seconds";
+}
+
+std::string current_time_and_date() {
+    std::time_t now = std::time(nullptr);
+    return std::ctime(&now);
+}
+
+int execute_external_command(const std::string& command, bool echo) {
+    std::string line = command;
+    if (echo) {
+        std::cout << "External command: " << command << std::endl;
+    } else {
+        line += " > /dev/null";
+    }
+    // The programs run unattended: a prompt must read end of input, not wait for a terminal.
+    line += " < /dev/null";
+    return std::system(line.c_str());
+}
+
+bool copy_file(const char* source, const char* destination) {
+    std::ifstream in(source);
+    if (!in) {
+        std::cout << "Error: Unable to open " << source << " for reading!" << std::endl;
+        return false;
+    }
+    std::ofstream out(destination, std::ios::out | std::ios::trunc);
+    if (!out) {
+        std::cout << "Error: Unable to open " << destination << " for writing!" << std::endl;
+        return false;
+    }
+    std::string line;
+    while (std::getline(in, line)) {
+        if (line.empty()) {
+            std::cout << "EMPTY" << std::endl;
+            continue;
+        }
+        out << line << '\n';
+    }
+    return true;
+}
+
+void delete_intermediate_files() {
+    static const char* const exchangeFiles[] = {
+        "datafile.dat", "FASTLINK.err",     "final.dat",  "ipedfile.dat", "lpedfile.dat", "outfile.dat",
+        "pedfile.dat",  "speedfile.dat", "newspeedfile.dat", "stream.dat", "loopfile.dat"};
+    for (const char* name : exchangeFiles) std::remove(name);
+}
+
+void progressReportX(const char* label, int done, int total) {
+    const int percent = (done * 100) / total;
+    if (percent % 10 != 0) return;
+    std::printf("%s: %d%%%20s\r", label, percent, "");
+    std::fflush(stdout);
+}
+
+namespace {
+bool randomSeeded = false;
+bool seedChosen = false;
+unsigned int chosenSeed = 0;
+}  // namespace
+
+void setRandomSeed(unsigned int seed) {
+    seedChosen = true;
+    chosenSeed = seed;
+}
+
+double getRandom() {
+    if (!randomSeeded) {
+        std::srand(seedChosen ? chosenSeed : static_cast<unsigned int>(std::time(nullptr)));
+        randomSeeded = true;
+    }
+    return std::rand() / 2147483647.0;
+}
+
+double pnorm(double z) {
+    // Abramowitz and Stegun 26.2.16.
+    const double a = std::fabs(z);
+    double q = 0.0;
+    if (a <= 12.0) {
+        const double t = 1.0 / (1.0 + 0.33267 * a);
+        q = 0.39894228 * std::exp(-a * a / 2.0) * t * (0.4361836 + t * (-0.1201676 + t * 0.937298));
+    }
+    return z >= 0.0 ? q : 1.0 - q;
+}
+
+double chipr(double x, int df) {
+    if (x <= 0.0 || df < 1) return 1.0;
+    if (df == 1) return 2.0 * pnorm(std::sqrt(x));
+    if (x > 169.0) {
+        // Wilson-Hilferty: the series below would underflow for large values.
+        const double h = 2.0 / (9.0 * df);
+        const double cubeRoot = std::exp(std::log(x / df) / 3.0);
+        return pnorm((cubeRoot - 1.0 + h) / std::sqrt(h));
+    }
+    if (df == 2) return std::exp(-x / 2.0);
+    if (df % 2 == 0) {
+        const int k = (df - 2) / 2;
+        double sum = 1.0;
+        double term = 1.0;
+        for (int i = 1; i <= k; ++i) {
+            term = term * (x / 2.0) / i;
+            sum += term;
+        }
+        return std::exp(-x / 2.0) * sum;
+    }
+    const double z = std::sqrt(x);
+    const double e = std::exp(-x / 2.0);
+    if (df == 3) return 2.0 * (pnorm(z) + 0.39894228 * e * z);
+    const int k = (df - 1) / 2;
+    double term = z;
+    double sum = z;
+    double d = 1.0;
+    for (int i = 2; i <= k; ++i) {
+        d += 2.0;
+        term = term * x / d;
+        sum += term;
+    }
+    return 2.0 * (pnorm(z) + 0.39894228 * e * sum);
+}
+
+std::vector<std::vector<std::string>> readFile(const std::string& name) {
+    std::vector<std::vector<std::string>> result;
+    std::ifstream in(name);
+    if (!in) {
+        std::cout << "Unable to open file " << name << " for reading." << std::endl;
+        return result;
+    }
+    std::string line;
+    while (std::getline(in, line)) {
+        std::vector<std::string> tokens;
+        std::string::size_type pos = 0;
+        while (pos < line.size()) {
+            const std::string::size_type start = line.find_first_not_of(" \t", pos);
+            if (start == std::string::npos) break;
+            const std::string::size_type end = line.find_first_of(" \t", start);
+            tokens.push_back(line.substr(start, end == std::string::npos ? std::string::npos : end - start));
+            pos = end;
+        }
+        if (!tokens.empty()) result.push_back(tokens);
+    }
+    return result;
+}

@@ -1,0 +1,349 @@
+#include "driver/varkel.h"
+
+#include <tclap/CmdLine.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <iostream>
+#include <string>
+
+#include "association/hrr.h"
+#include "driver/utilities.h"
+#include "linkage/mlink.h"
+#include "model/pedigrees.h"
+
+namespace {
+
+const char* const versionText = "1.9.6 -- 2011";
+
+// The frequency type may be given as a word or as its letter; the rest of the system
+// works with the letter only. Empty for an unknown type.
+std::string frequencyTypeLetter(const std::string& given) {
+    if (given == "a" || given == "all") return "a";
+    if (given == "f" || given == "founders") return "f";
+    if (given == "m" || given == "males") return "m";
+    if (given == "u" || given == "user") return "u";
+    return "";
+}
+
+// The launchers of the external programs and the MAKEPED converter are installed beside the
+// executable; the shell commands must find them there before anything else on the PATH.
+void prependExecutableDirectoryToPath() {
+    char buffer[4096];
+    const ssize_t length = readlink("/proc/self/exe", buffer, sizeof buffer - 1);
+    if (length <= 0) return;
+    const std::string executable(buffer, static_cast<std::string::size_type>(length));
+    const std::string::size_type slash = executable.rfind('/');
+    if (slash == std::string::npos) return;
+    std::string path = executable.substr(0, slash);
+    if (const char* current = std::getenv("PATH")) path += std::string(":") + current;
+    setenv("PATH", path.c_str(), 1);
+}
+
+}  // namespace
+
+Varkel::Varkel() : pedigrees(new Pedigrees()) {}
+
+Varkel::~Varkel() {
+    delete pedigrees;
+    delete singlepoint;
+    delete nuclear;
+    delete hrr;
+}
+
+std::string Varkel::welcome() const {
+    const std::string rule(79, '-');
+    return rule + "\n" + "Program Varkel " + versionText + "\n" + "(C) 2011 The Varkel authors\n" +
+           "Linkage and/or Linkage Disequilibrium Analysis Package\n" +
+           "Send problem reports to the Varkel maintainers\n" + rule + "\n";
+}
+
+int Varkel::parse(int argc, char** argv) {
+    try {
+        TCLAP::CmdLine cmd("See VARKEL documentation for full information!", ' ', versionText);
+        // Parse errors, --help and --version end the process; the exchange files must still
+        // be removed first, so the library's exits are taken over below.
+        cmd.setExceptionHandling(false);
+
+        TCLAP::SwitchArg mspause("", "mspause", "Microsoft command prompt 'PAUSE' after analysis", false);
+        cmd.add(mspause);
+        TCLAP::SwitchArg verbose("", "verbose", "Verbose output", false);
+        cmd.add(verbose);
+        TCLAP::SwitchArg quiet("", "quiet", "Quiet mode", false);
+        cmd.add(quiet);
+        TCLAP::SwitchArg slow("", "slow", "Use slow FASTLINK (reduces memory usage)", false);
+        cmd.add(slow);
+        TCLAP::SwitchArg stats("", "stats", "Various statistics", false);
+        cmd.add(stats);
+        TCLAP::SwitchArg trim("", "trim", "remove non-informative persons/pedigrees", false);
+        cmd.add(trim);
+        TCLAP::ValueArg<std::string> prefix("", "prefix", "prefix name", false, "", "prefix_name");
+        cmd.add(prefix);
+        TCLAP::ValueArg<int> steps("", "steps", "Number of evaluation steps between markers in multipoint", false,
+                                   5, "int");
+        cmd.add(steps);
+        TCLAP::ValueArg<int> wsize("", "wsize", "Multipoint window size", false, 3, "int");
+        cmd.add(wsize);
+        TCLAP::SwitchArg singlepointcurves(
+            "", "singlepointcurves",
+            "Singlepoint lod score curves in PostScript (x-axis: theta, y-axis: lod score) ", false);
+        cmd.add(singlepointcurves);
+        TCLAP::SwitchArg byfamily("", "byfamily", "Lod Score by family", false);
+        cmd.add(byfamily);
+        TCLAP::ValueArg<std::string> freq("", "freq", "Frequency type <a,f,m,u>", false, "all", "a,f,m,u");
+        cmd.add(freq);
+        TCLAP::ValueArg<std::string> phenotype("", "phenotype", "phenotype name", false, "", "phenotype_name");
+        cmd.add(phenotype);
+        TCLAP::ValueArg<std::string> marker("", "marker", "marker name", false, "", "marker_name");
+        cmd.add(marker);
+        TCLAP::ValueArg<std::string> onlymarkers("", "onlymarkers", "Only markers file", false, "file.txt", "file");
+        cmd.add(onlymarkers);
+        TCLAP::SwitchArg hlod("", "hlod", "Heterogeneity analysis", false);
+        cmd.add(hlod);
+        TCLAP::SwitchArg hrrrand("", "hrrrand", "HRR analysis", false);
+        cmd.add(hrrrand);
+        TCLAP::SwitchArg sibpair("", "sibpair", "Sib pair linkage analysis", false);
+        cmd.add(sibpair);
+        TCLAP::SwitchArg nuclearSwitch("", "nuclear", "Component nuclear pedigree parametric linkage analysis",
+                                       false);
+        cmd.add(nuclearSwitch);
+        TCLAP::SwitchArg multipoint("", "multipoint", "Parametric multipoint linkage analysis", false);
+        cmd.add(multipoint);
+        TCLAP::SwitchArg singlepointSwitch("", "singlepoint", "Parametric singlepoint linkage analysis", false);
+        cmd.add(singlepointSwitch);
+        TCLAP::SwitchArg xlinked("", "xlinked", "X-linked data", false);
+        cmd.add(xlinked);
+        TCLAP::SwitchArg liab("", "liab", "Pedigree file has liability class", false);
+        cmd.add(liab);
+        TCLAP::SwitchArg post("", "post", "Pedigree file is in post-makeped format", false);
+        cmd.add(post);
+        TCLAP::ValueArg<std::string> phen("f", "phen", "Phenotype file", false, "varkel.phen", "file");
+        cmd.add(phen);
+        TCLAP::ValueArg<std::string> model("k", "model", "Model file", false, "varkel.model", "file");
+        cmd.add(model);
+        TCLAP::ValueArg<std::string> map("m", "map", "Marker map file", false, "varkel.map", "file");
+        cmd.add(map);
+        TCLAP::ValueArg<std::string> dat("d", "dat", "Linkage Locus file", false, "varkel.dat", "file");
+        cmd.add(dat);
+        TCLAP::ValueArg<std::string> ped("p", "ped", "Pedigree file", false, "varkel.ped", "file");
+        cmd.add(ped);
+        TCLAP::ValueArg<int> seed("", "seed", "Seed of the random generator (default: the clock)", false, 0, "int");
+        cmd.add(seed);
+
+        try {
+            cmd.parse(argc, argv);
+        } catch (TCLAP::ArgException& e) {
+            int status = 1;
+            try {
+                cmd.getOutput()->failure(cmd, e);
+            } catch (TCLAP::ExitException& exit) {
+                status = exit.getExitStatus();
+            }
+            delete_intermediate_files();
+            std::exit(status);
+        } catch (TCLAP::ExitException& exit) {
+            delete_intermediate_files();
+            std::exit(exit.getExitStatus());
+        }
+
+        Settings& s = settings;
+        s.pedigreeFileGiven = ped.isSet();
+        s.mapFileGiven = map.isSet();
+        s.phenotypeFileGiven = phen.isSet();
+        s.locusFileGiven = dat.isSet();
+        s.modelFileGiven = model.isSet();
+        if (s.pedigreeFileGiven) s.pedigreeFileName = ped.getValue();
+        if (s.mapFileGiven) s.mapFileName = map.getValue();
+        if (s.phenotypeFileGiven) s.phenotypeFileName = phen.getValue();
+        if (s.locusFileGiven) s.locusFileName = dat.getValue();
+        if (s.modelFileGiven) s.modelFileName = model.getValue();
+        s.postMakeped = post.getValue();
+        s.xlinked = xlinked.getValue();
+        s.liabilityColumn = liab.getValue();
+        s.affectionColumn = true;
+        s.hrrAnalysis = hrrrand.getValue();
+        s.sibPairAnalysis = sibpair.getValue();
+        s.singlepointAnalysis = singlepointSwitch.getValue();
+        s.multipointAnalysis = multipoint.getValue();
+        s.heterogeneityAnalysis = hlod.getValue();
+        s.markerName = marker.getValue();
+        s.phenotypeName = phenotype.getValue();
+        s.verbose = verbose.getValue();
+        s.statistics = stats.getValue();
+        s.trim = trim.getValue();
+        s.prefixGiven = prefix.isSet();
+        if (s.prefixGiven) s.outputPrefix = prefix.getValue();
+        s.quiet = quiet.getValue();
+        s.pauseAtEnd = mspause.getValue();
+        s.nuclearAnalysis = nuclearSwitch.getValue();
+        s.singlepointCurves = singlepointcurves.getValue();
+        s.byFamily = byfamily.getValue();
+        s.frequencyTypeGiven = freq.isSet();
+        if (s.frequencyTypeGiven) s.frequencyType = freq.getValue();
+        if (wsize.isSet()) s.multipointWindowSize = wsize.getValue();
+        if (steps.isSet()) s.multipointSteps = steps.getValue();
+        if (onlymarkers.isSet()) {
+            s.onlyMarkersFileGiven = true;
+            s.onlyMarkersFileName = onlymarkers.getValue();
+        }
+        s.slowFastlink = slow.getValue();
+        s.seedGiven = seed.isSet();
+        if (s.seedGiven) {
+            s.seed = seed.getValue();
+            setRandomSeed(static_cast<unsigned int>(s.seed));
+        }
+    } catch (TCLAP::ArgException& e) {
+        std::cerr << "error: " << e.error() << " for arg " << e.argId() << std::endl;
+        return 0;
+    }
+    return 1;
+}
+
+bool Varkel::readInputFiles() {
+    const Settings& s = settings;
+    if (!s.pedigreeFileGiven) {
+        std::cout << "Error: Pedigree file is not set" << std::endl;
+        return false;
+    }
+    if (!s.mapFileGiven) {
+        std::cout << "Error: Map file is not set" << std::endl;
+        return false;
+    }
+    if (!s.modelFileGiven && !s.locusFileGiven) {
+        std::cout << "Error: Model file or Linkage locus file must be given" << std::endl;
+        return false;
+    }
+    const std::string letter = frequencyTypeLetter(s.frequencyType);
+    if (letter.empty()) {
+        std::cout << "Error: Unknown frequency type " << s.frequencyType << " (use a, f, m or u)" << std::endl;
+        return false;
+    }
+    settings.frequencyType = letter;
+
+    std::cout << "prefix: " << s.outputPrefix << std::endl;
+    pedigrees->setOutputPrefix(s.outputPrefix);
+    pedigrees->setAffectionColumn(s.affectionColumn);
+    pedigrees->setPostMakeped(s.postMakeped);
+    pedigrees->setLiabilityColumn(s.liabilityColumn);
+    pedigrees->setXlinked(s.xlinked);
+    pedigrees->setVerbose(s.verbose);
+    pedigrees->setSinglepointCurves(s.singlepointCurves);
+    pedigrees->setFrequencyType(s.frequencyType);
+    pedigrees->setTrim(s.trim);
+    if (s.modelFileGiven) pedigrees->setModelFileName(s.modelFileName);
+    if (s.phenotypeFileGiven) pedigrees->setPhenotypeFileName(s.phenotypeFileName);
+    if (s.locusFileGiven) pedigrees->setLocusFileName(s.locusFileName);
+
+    if (s.mapFileName.empty()) return false;
+    if (!pedigrees->readMapFile(s.mapFileName)) return false;
+
+    if (s.postMakeped) {
+        if (!pedigrees->readPedigreeFile(s.pedigreeFileName)) return false;
+    } else {
+        const int converted = pedigrees->readAndConvertPreToLinkage(s.pedigreeFileName);
+        // The converted copy is only an intermediate of this run.
+        std::remove((s.pedigreeFileName + ".linkage").c_str());
+        if (!converted) return false;
+    }
+
+    if (s.statistics) std::cout << "Warning: Statistics reports are not available in this version; skipping them"
+                                << std::endl;
+    if (s.phenotypeFileGiven && !s.phenotypeFileName.empty() &&
+        !pedigrees->readPhenotypeFile(s.phenotypeFileName))
+        return false;
+    if (s.onlyMarkersFileGiven && !s.onlyMarkersFileName.empty() &&
+        !pedigrees->readOnlyMarkersFile(s.onlyMarkersFileName))
+        return false;
+
+    pedigrees->collapseAlleles();
+    pedigrees->setRenumberAlleles(true);
+
+    if (s.modelFileGiven && !s.modelFileName.empty() && !pedigrees->readModelFile(s.modelFileName)) return false;
+
+    // A locus file that cannot be read is not fatal: the locus model is built from the data.
+    const bool locusFileRead =
+        s.locusFileGiven && !s.locusFileName.empty() && pedigrees->readLocusFile(s.locusFileName);
+    if (!locusFileRead && !pedigrees->makeLinkageLocusFile()) return false;
+
+    std::cout << "Done reading input files." << std::endl;
+    return true;
+}
+
+bool Varkel::run() {
+    const Settings& s = settings;
+    const bool frequenciesFromLocusFile = s.frequencyTypeGiven && s.frequencyType == "u";
+
+    if (s.hrrAnalysis) {
+        hrr = new Hrr(pedigrees);
+        hrr->setQuiet(s.quiet);
+        if (!hrr->run(s.markerName, s.phenotypeName)) return false;
+    }
+
+    if (s.singlepointAnalysis) {
+        singlepoint = new MLink(pedigrees);
+        singlepoint->setSlow(s.slowFastlink);
+        if (frequenciesFromLocusFile) singlepoint->setFrequenciesFromLocusFile(true);
+        if (!singlepoint->run("basic", s.markerName, s.phenotypeName)) return false;
+        if (s.heterogeneityAnalysis) singlepoint->maximizeHLod();
+
+        if (s.nuclearAnalysis) {
+            // The nuclear families are small: the standard program always suffices.
+            nuclear = new MLink(pedigrees);
+            if (frequenciesFromLocusFile) nuclear->setFrequenciesFromLocusFile(true);
+            if (!nuclear->run("nuclear", s.markerName, s.phenotypeName)) return false;
+            if (s.heterogeneityAnalysis) nuclear->maximizeHLod();
+        }
+    }
+
+    if (s.multipointAnalysis)
+        std::cout << "Warning: Parametric multipoint linkage analysis is not available in this version; skipping it"
+                  << std::endl;
+    return true;
+}
+
+// The report sequence of one singlepoint analysis; only the heterogeneity reports stop the run.
+static bool writeSinglepointReports(MLink* analysis, const std::string& base, const Settings& s) {
+    analysis->writeResultsFile(base);
+    if (s.byFamily) analysis->writeResultsByFamilyFile(base + "_by_family");
+    if (s.singlepointCurves) analysis->writeAllLODScoresFile(base + "_curves");
+    if (s.heterogeneityAnalysis) {
+        if (!analysis->writeHLodFile(base + "_het")) return false;
+        if (!analysis->writeHLodPostscript(base + "_het")) return false;
+    }
+    return true;
+}
+
+bool Varkel::writeResults() {
+    const Settings& s = settings;
+    if (!s.hrrAnalysis && !s.sibPairAnalysis && !s.singlepointAnalysis && !s.multipointAnalysis) return false;
+
+    if (hrr && !hrr->writeGenotypeAndAlleleCounts(s.outputPrefix + "_hrr")) return false;
+    if (singlepoint && !writeSinglepointReports(singlepoint, s.outputPrefix + "_singlepoint", s)) return false;
+    if (s.nuclearAnalysis && nuclear &&
+        !writeSinglepointReports(nuclear, s.outputPrefix + "_singlepoint_nuc", s))
+        return false;
+
+    if (singlepoint || nuclear || hrr) writeSummaryFile(s.outputPrefix + "_summary");
+    return true;
+}
+
+int runVarkel(int argc, char** argv) {
+    prependExecutableDirectoryToPath();
+    Varkel varkel;
+    std::cout << varkel.welcome();
+    const std::time_t start = std::time(nullptr);
+
+    const bool success =
+        varkel.parse(argc, argv) && varkel.readInputFiles() && varkel.run() && varkel.writeResults();
+    if (success) {
+        std::cout << std::flush << std::endl;
+        const std::time_t end = std::time(nullptr);
+        std::cout << "Elapsed time: " << secondsToCorrectTimeFormat(std::difftime(end, start)) << std::endl;
+    }
+
+    delete_intermediate_files();
+    if (varkel.isPauseAtEnd()) execute_external_command("PAUSE", true);
+    return success ? 0 : -1;
+}
