@@ -1,0 +1,127 @@
+#include "input/marker_map.h"
+
+#include <cmath>
+#include <fstream>
+#include <iostream>
+
+#include "driver/utilities.h"
+#include "input/field_reader.h"
+
+double HaldaneCentiMorganToRecombinationFraction(double cM) { return 0.5 - 0.5 * std::exp(-2.0 * cM / 100.0); }
+
+double KosambiCentiMorganToRecombinationFraction(double cM) {
+    const double e = std::exp(4.0 * cM / 100.0);
+    return 0.5 * (e - 1.0) / (e + 1.0);
+}
+
+double RecombinationFractionToHaldaneCentiMorgan(double r) { return -0.5 * std::log(1.0 - 2.0 * r) * 100.0; }
+
+double RecombinationFractionToKosambiCentiMorgan(double r) {
+    return 0.25 * std::log((1.0 + 2.0 * r) / (1.0 - 2.0 * r)) * 100.0;
+}
+
+MarkerMap::MarkerMap() : markerTree(new RBTree<Marker>(new Marker(), "Marker Map Tree")) {}
+
+MarkerMap::~MarkerMap() { delete markerTree; }
+
+static int failMapRead(const std::string& reason) {
+    std::cout << "...failed" << std::endl << reason << std::endl;
+    return 0;
+}
+
+int MarkerMap::readMapFile(const std::string& fileName) {
+    std::cout << "Reading map file " << fileName << std::endl;
+    std::ifstream in(fileName.c_str());
+    if (!in) return failMapRead("Unable to open marker map file " + fileName + " for reading!");
+
+    FieldReader fields(in);
+    std::string header[3];
+    for (int i = 0; i < 3; ++i) {
+        // The three header fields must stand on the first line; a shorter header would
+        // silently swallow the first marker's fields.
+        if (!fields.next(header[i])) {
+            if (i == 0) return failMapRead("Map file " + fileName + " is empty");
+            return failMapRead("Map file " + fileName + " has a header line with fewer than three fields");
+        }
+        if (fields.lastFieldLine() != 1)
+            return failMapRead("Map file " + fileName + " has a header line with fewer than three fields");
+    }
+    mapFunction = stringToLower(header[1]);
+
+    int count = 0;
+    while (true) {
+        std::string chromosome = "NULL";
+        std::string position;
+        std::string name;
+        if (!fields.next(chromosome)) break;
+        if (!fields.next(position)) return failMapRead("Map function is missing");
+        if (!fields.next(name)) return failMapRead("Marker name is missing");
+        fields.skipRestOfLine();
+
+        if (count < 5) std::cout << " " << name;
+        Marker* marker = new Marker(name, chromosome, position, false);
+        const std::string index = IntToString(count);
+        marker->setIndex(index);
+        marker->setPhysicalPosition("0");
+        indexToName[index] = name;
+        ++count;
+        if (!markerTree->insert(marker)) {
+            delete marker;
+            return failMapRead("Duplicate marker at line: " + IntToString(count) + " markername: " + name);
+        }
+    }
+    std::cout << " ..." << std::endl;
+    markerCount = count;
+    in.close();
+    std::cout << "(Number of markers : " << count << ")" << std::endl;
+    std::cout << "...done." << std::endl;
+    return 1;
+}
+
+void MarkerMap::makeMarkerMap(int n) {
+    std::cout << "Generating map file " << std::endl;
+    mapFunction = "haldane";
+    int count = 0;
+    for (int k = 0; k < n; ++k) {
+        const std::string name = "MARKER" + IntToString(k + 1);
+        Marker* marker = new Marker(name, "1", IntToString(k) + "1", false);
+        const std::string index = IntToString(k);
+        marker->setIndex(index);
+        if (!markerTree->insert(marker)) {
+            delete marker;
+            continue;
+        }
+        // Analyses look markers up by index, so generated markers must be reachable that way too.
+        indexToName[index] = name;
+        ++count;
+    }
+    markerCount = count;
+    std::cout << "(Number of markers : " << count << ")" << std::endl;
+    std::cout << "...done." << std::endl;
+}
+
+std::string MarkerMap::getMarkerName(const std::string& index) { return indexToName[index]; }
+
+Marker* MarkerMap::getMarker(const std::string& index) { return getMarkerWithName(getMarkerName(index)); }
+
+Marker* MarkerMap::getMarkerWithName(const std::string& name) const { return markerTree->find(name); }
+
+double MarkerMap::getGeneticDistanceBetween(const std::string& name1, const std::string& name2) const {
+    const Marker* marker1 = getMarkerWithName(name1);
+    const Marker* marker2 = getMarkerWithName(name2);
+    if (!marker1) {
+        std::cout << "marker1 is null";
+        return -1.0;
+    }
+    if (!marker2) {
+        std::cout << "marker2 is null";
+        return -1.0;
+    }
+    return marker2->getPosition() - marker1->getPosition();
+}
+
+double MarkerMap::getRecombinationFractionBetweenWithIndex(const std::string& index1, const std::string& index2) {
+    const double d = getGeneticDistanceBetween(getMarkerName(index1), getMarkerName(index2));
+    if (isHaldane()) return HaldaneCentiMorganToRecombinationFraction(d);
+    return KosambiCentiMorganToRecombinationFraction(d);
+}
