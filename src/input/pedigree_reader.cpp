@@ -1,0 +1,331 @@
+// Reader of LINKAGE pedigree files (before and after the MAKEPED conversion), the map
+// generated from a pedigree file's column count, and the lookups between the identifiers
+// as read and the user's identifiers kept in the "Ped:"/"Per:" columns of a converted file.
+//
+// Files are large (tens of thousands of persons, hundreds of markers), so the whole file is
+// read into one buffer once and both the column check and the record parser walk that
+// buffer without building a string per field.
+
+#include "model/pedigrees.h"
+
+#include <fstream>
+#include <iostream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "driver/utilities.h"
+#include "input/marker_map.h"
+
+namespace {
+
+bool loadWholeFile(const std::string& name, std::string& buffer) {
+    std::ifstream in(name, std::ios::binary);
+    if (!in.is_open()) return false;
+    in.seekg(0, std::ios::end);
+    const std::streamoff size = in.tellg();
+    in.seekg(0, std::ios::beg);
+    buffer.clear();
+    if (size > 0) buffer.reserve(static_cast<size_t>(size));
+    char chunk[1 << 16];
+    while (in.read(chunk, sizeof chunk) || in.gcount() > 0) buffer.append(chunk, static_cast<size_t>(in.gcount()));
+    return !in.bad();
+}
+
+// Field counts of the lines as the whitespace tokeniser sees them: lines split at '\n',
+// fields separated by blanks and tabs only, lines without fields skipped.
+struct ColumnLayout {
+    bool empty = true;    // no line with a field
+    bool uniform = true;  // every line has as many fields as the first
+    int columns = 0;      // fields of the first line
+    std::string_view nextToLast, last;  // of the first line
+};
+
+ColumnLayout countColumns(std::string_view text) {
+    ColumnLayout layout;
+    const char* p = text.data();
+    const char* const end = p + text.size();
+    while (p < end) {
+        int fields = 0;
+        std::string_view previous, current;
+        while (p < end && *p != '\n') {
+            if (*p == ' ' || *p == '\t') {
+                ++p;
+                continue;
+            }
+            const char* start = p;
+            while (p < end && *p != '\n' && *p != ' ' && *p != '\t') ++p;
+            ++fields;
+            if (layout.empty) {
+                previous = current;
+                current = std::string_view(start, static_cast<size_t>(p - start));
+            }
+        }
+        if (p < end) ++p;  // the line end
+        if (fields == 0) continue;
+        if (layout.empty) {
+            layout.empty = false;
+            layout.columns = fields;
+            layout.nextToLast = previous;
+            layout.last = current;
+        } else if (fields != layout.columns) {
+            layout.uniform = false;
+            return layout;
+        }
+    }
+    return layout;
+}
+
+// Fields read as a stream, as formatted extraction does: white space (including line ends)
+// separates fields, and the rest of a line can be skipped.
+class FieldStream {
+public:
+    explicit FieldStream(std::string_view text) : p(text.data()), end(text.data() + text.size()) {}
+
+    // The next field, or an empty view at the end of the data.
+    std::string_view next() {
+        while (p < end && isSpace(*p)) ++p;
+        const char* start = p;
+        while (p < end && !isSpace(*p)) ++p;
+        return std::string_view(start, static_cast<size_t>(p - start));
+    }
+
+    // Discards up to limit characters, stopping after the first line end.
+    void skipLine(size_t limit) {
+        for (size_t n = 0; n < limit && p < end; ++n)
+            if (*p++ == '\n') return;
+    }
+
+private:
+    static bool isSpace(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f'; }
+    const char* p;
+    const char* end;
+};
+
+bool isUnknownAffection(std::string_view v) {
+    return v.empty() || v == "-9" || v == "x" || v == "-" || v == "." || v == "0";
+}
+
+bool isUnknownLiability(std::string_view v) { return v.empty() || v == "x" || v == "-" || v == "."; }
+
+bool isMissingAllele(std::string_view a) { return a.empty() || a == "0" || a == "-" || a == "." || a == "x"; }
+
+// The first element in key order for which the predicate holds, or null.
+template <class T, class P>
+T* firstInKeyOrder(T* node, const P& predicate) {
+    if (!node || node->isNil()) return nullptr;
+    if (T* found = firstInKeyOrder(node->left, predicate)) return found;
+    if (predicate(node)) return node;
+    return firstInKeyOrder(node->right, predicate);
+}
+
+// Marker count implied by the field count of a line, ignoring MAKEPED tail columns.
+int markersFromColumns(int columns, bool postMakeped) { return (columns - (postMakeped ? 10 : 6)) / 2; }
+
+std::ostream& failed() { return std::cout << "...failed" << std::endl; }
+
+}  // namespace
+
+int Pedigrees::readPedigreeFile(const std::string& fileName) {
+    std::cout << "Reading pedigree file: " << fileName << std::endl;
+    if (!converted) pedigreeFileName = fileName;
+
+    std::string buffer;
+    if (!loadWholeFile(fileName, buffer)) {
+        failed() << "Unable to open pedigree file " << fileName << " for reading." << std::endl;
+        return 0;
+    }
+
+    if (markerCount == 0) {
+        if (!makeMapFile(fileName)) {
+            failed() << "Unable to generate mapfile for pedigree file that hasn't a standard column count"
+                     << std::endl;
+            return 0;
+        }
+    } else {
+        const ColumnLayout layout = countColumns(buffer);
+        if (layout.empty || !layout.uniform) {
+            failed() << "Unable to read pedigree file that hasn't a standard column count" << std::endl;
+            return 0;
+        }
+        int columns = layout.columns;
+        if (layout.nextToLast == "Per:") {
+            std::cout << "(Pedigree file contains MAKEPED extra columns at the end...ignoring them)" << std::endl;
+            columns -= 4;
+        }
+        if (layout.last == "orig" || layout.last == "simu") {
+            std::cout << "(Pedigree file contains SLINK extra columns at the end...ignoring them)" << std::endl;
+            columns -= 6;
+        }
+        int markers = markersFromColumns(columns, postMakeped);
+        if (!affectionColumn) ++markers;
+        if (markers != markerCount) {
+            failed() << "Pedigree file contains " << markers << " marker(s) and mapfile claims " << markerCount
+                     << std::endl;
+            return 0;
+        }
+    }
+
+    if (affectionColumn) {
+        phenotypeNames.push_back("DISEASE_LOCUS");
+        if (liabilityColumn) phenotypeNames.push_back("LIABILITY_CLASS");
+    }
+
+    // Genotype keys are the map indexes as decimal text; made once, copied per genotype.
+    std::vector<std::string> indexText;
+    indexText.reserve(static_cast<size_t>(markerCount));
+    for (int i = 0; i < markerCount; ++i) indexText.push_back(IntToString(i));
+
+    FieldStream fields(buffer);
+    int line = 0;
+    Pedigree* previousPedigree = nullptr;
+    std::string previousPedigreeId;
+    std::string allele1, allele2;
+    for (;;) {
+        std::string_view fixed[9];
+        const int fixedCount = postMakeped ? 9 : 5;
+        int read = 0;
+        while (read < fixedCount && !(fixed[read] = fields.next()).empty()) ++read;
+        if (read < fixedCount) break;
+        ++line;
+        const std::string pedigreeId(fixed[0]);
+        const std::string personId(fixed[1]);
+        const std::string sex(postMakeped ? fixed[7] : fixed[4]);
+        if (sex != "1" && sex != "2") {
+            failed() << "Unknown gender status: Pedigree: " << pedigreeId << " Person: " << personId
+                     << " sex: " << sex << std::endl;
+            return 0;
+        }
+        Person* person = new Person(pedigreeId, personId, std::string(fixed[2]), std::string(fixed[3]), sex);
+        if (postMakeped) {
+            person->setFOID(std::string(fixed[4]));
+            person->setNPSID(std::string(fixed[5]));
+            person->setNMSID(std::string(fixed[6]));
+            person->setProbandStatus(std::string(fixed[8]));
+        }
+
+        if (affectionColumn) {
+            const std::string_view affection = fields.next();
+            if (!isUnknownAffection(affection))
+                person->addPhenotype(new Phenotype("DISEASE_LOCUS", std::string(affection)));
+            if (liabilityColumn) {
+                const std::string_view liability = fields.next();
+                if (liability == "0") {
+                    failed() << "Liability class can't be 0 at line: " << line << std::endl;
+                    delete person;
+                    return 0;
+                }
+                if (!isUnknownLiability(liability))
+                    person->addPhenotype(new Phenotype("LIABILITY_CLASS", std::string(liability)));
+            }
+        }
+
+        for (int i = 0; i < markerCount; ++i) {
+            const std::string_view a = fields.next();
+            const std::string_view b = fields.next();
+            if ((a == "0") != (b == "0")) {
+                failed() << "Pedigree " << pedigreeId << " Person " << personId << " halftyped (" << a << "/" << b
+                         << ") at marker_index: " << i << ", line " << line << std::endl
+                         << " *** Problem with pedigree file format? ***" << std::endl;
+                delete person;
+                return 0;
+            }
+            if (isMissingAllele(a) || isMissingAllele(b)) continue;
+            allele1.assign(a);
+            allele2.assign(b);
+            Marker* genotype = new Marker(indexText[static_cast<size_t>(i)], allele1, allele2, true);
+            if (!person->addMarker(genotype)) {
+                failed() << "Duplicate marker at line: " << line << " markerid: " << i << " allele1: " << a
+                         << " allele2: " << b << std::endl;
+                delete genotype;
+                delete person;
+                return 0;
+            }
+        }
+
+        std::string originalPedigreeId;
+        if (converted) {
+            if (fields.next() == "Ped:") originalPedigreeId = std::string(fields.next());
+            else fields.next();
+            person->setOriginalPedigreeId(originalPedigreeId);
+            if (fields.next() == "Per:") person->setOriginalPersonId(std::string(fields.next()));
+            else fields.next();
+        }
+        fields.skipLine(10000);
+
+        if (!previousPedigree || pedigreeId != previousPedigreeId) {
+            Pedigree* pedigree = pedigrees->find(pedigreeId);
+            if (!pedigree) {
+                pedigree = new Pedigree(pedigreeId);
+                if (converted) pedigree->setOriginalPedigreeId(originalPedigreeId);
+                if (!pedigrees->insert(pedigree)) {
+                    failed() << "Duplicate pedigree " << pedigreeId << " in pedigree file" << std::endl;
+                    delete pedigree;
+                    delete person;
+                    return 0;
+                }
+            }
+            previousPedigree = pedigree;
+            previousPedigreeId = pedigreeId;
+        }
+        if (!previousPedigree->addPerson(person)) {
+            failed() << "Duplicate person at line: " << line << " personid: " << personId << std::endl
+                     << " *** Problem with pedigree file format? ***" << std::endl;
+            delete person;
+            return 0;
+        }
+    }
+    // The records are in the trees now; the text is no longer needed during the checks.
+    std::string().swap(buffer);
+
+    pedigreeFileRead = 1;
+    std::cout << "(Total number of pedigrees " << pedigrees->getCount() << ")" << std::endl;
+    std::cout << "(Total number of persons " << getPedigreePersonCount() << ")" << std::endl;
+
+    createMarkerInfo();
+    if (writeFamilyErrors("family.err")) return 0;
+    if (xlinked) {
+        std::cout << "(Mendelian error check disabled for X-linked data)" << std::endl;
+    } else if (writeMendelianErrors("mendel.err")) {
+        std::cout << "Mendelian errors found! " << std::endl;
+    }
+    std::cout << "...done." << std::endl;
+    return 1;
+}
+
+int Pedigrees::makeMapFile(const std::string& fileName) {
+    std::string buffer;
+    if (!loadWholeFile(fileName, buffer)) {
+        std::cout << "Unable to open file " << fileName << " for reading." << std::endl;
+        return 0;
+    }
+    const ColumnLayout layout = countColumns(buffer);
+    if (layout.empty || !layout.uniform) return 0;
+    int columns = layout.columns;
+    if (layout.nextToLast == "Per:") columns -= 4;
+    markerMap->makeMarkerMap(markersFromColumns(columns, postMakeped));
+    markerCount = markerMap->getMarkerCount();
+    return 1;
+}
+
+std::string Pedigrees::getOrigPedigreeID(const std::string& pedigreeId) const {
+    const Pedigree* pedigree = pedigrees->find(pedigreeId);
+    return pedigree ? pedigree->getOriginalPedigreeId() : "";
+}
+
+std::string Pedigrees::getNewPedigreeID(const std::string& originalPedigreeId) const {
+    const Pedigree* pedigree = firstInKeyOrder(pedigrees->getRoot(), [&](const Pedigree* p) {
+        return p->getOriginalPedigreeId() == originalPedigreeId;
+    });
+    return pedigree ? pedigree->getPedigreeId() : "";
+}
+
+std::string Pedigrees::getNewPersonID(const std::string& originalPedigreeId,
+                                      const std::string& originalPersonId) const {
+    const Pedigree* pedigree = pedigrees->find(getNewPedigreeID(originalPedigreeId));
+    if (!pedigree) return "";
+    const Person* person = firstInKeyOrder(pedigree->getPersonTree()->getRoot(), [&](const Person* p) {
+        return p->getOriginalPersonId() == originalPersonId;
+    });
+    return person ? person->getPersonId() : "";
+}
