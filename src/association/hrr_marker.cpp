@@ -1,0 +1,243 @@
+// Case and control counts of one marker, the likelihood-ratio tests of equal case and
+// control distributions, and their randomisation under the pooled genotype distribution.
+
+#include "association/hrr_marker.h"
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+#include <utility>
+
+#include "driver/utilities.h"
+#include "model/records.h"
+
+namespace {
+
+const int replicateCount = 100000;
+
+// One term n * ln(n / total) of a log-likelihood; 0 for n = 0 or an empty sample. The
+// direct sums and the lookup tables of the randomisation both take their terms from here,
+// so a simulated statistic is bit for bit the one the direct sums give for the same counts.
+double logLikelihoodTerm(int n, int total) {
+    if (n == 0 || total == 0) return 0.0;
+    return static_cast<double>(n) * std::log(static_cast<double>(n) / static_cast<double>(total));
+}
+
+int countOf(const CountMap& counts, const std::string& item) {
+    auto it = counts.find(item);
+    return it == counts.end() ? 0 : it->second;
+}
+
+void addOne(CountMap& counts, int& total, const std::string& item) {
+    ++counts[item];
+    ++total;
+}
+
+}  // namespace
+
+HrrMarker::HrrMarker(const std::string& key, const std::vector<Allele*>& alleles) : name(key) {
+    for (size_t i = 0; i < alleles.size(); ++i) {
+        const std::string& first = alleles[i]->getAlleleName();
+        alleleNames.push_back(first);
+        caseAlleleCounts[first] = 0;
+        controlAlleleCounts[first] = 0;
+        for (size_t j = i; j < alleles.size(); ++j) {
+            const std::string genotype = first + "/" + alleles[j]->getAlleleName();
+            genotypeNames.push_back(genotype);
+            caseGenotypeCounts[genotype] = 0;
+            controlGenotypeCounts[genotype] = 0;
+        }
+    }
+}
+
+void HrrMarker::addCaseCountForGenotype(const std::string& g) { addOne(caseGenotypeCounts, caseGenotypeTotal, g); }
+void HrrMarker::addControlCountForGenotype(const std::string& g) {
+    addOne(controlGenotypeCounts, controlGenotypeTotal, g);
+}
+void HrrMarker::addCaseAlleleCount(const std::string& a) { addOne(caseAlleleCounts, caseAlleleTotal, a); }
+void HrrMarker::addControlAlleleCount(const std::string& a) { addOne(controlAlleleCounts, controlAlleleTotal, a); }
+
+int HrrMarker::getCaseCountForGenotype(const std::string& g) { return caseGenotypeCounts[g]; }
+int HrrMarker::getControlCountForGenotype(const std::string& g) { return controlGenotypeCounts[g]; }
+int HrrMarker::getCaseAlleleCount(const std::string& a) { return caseAlleleCounts[a]; }
+int HrrMarker::getControlAlleleCount(const std::string& a) { return controlAlleleCounts[a]; }
+
+double HrrMarker::getH0(const std::string& type, CountMap caseCounts, CountMap controlCounts) const {
+    const bool alleles = type == "allele";
+    if (!alleles && type != "genotype") return 0.0;
+    const std::vector<std::string>& items = alleles ? alleleNames : genotypeNames;
+    const int caseTotal = alleles ? caseAlleleTotal : caseGenotypeTotal;
+    const int controlTotal = alleles ? controlAlleleTotal : controlGenotypeTotal;
+    double caseSum = 0.0;
+    double controlSum = 0.0;
+    for (const std::string& item : items) caseSum += logLikelihoodTerm(countOf(caseCounts, item), caseTotal);
+    for (const std::string& item : items) controlSum += logLikelihoodTerm(countOf(controlCounts, item), controlTotal);
+    return caseSum + controlSum;
+}
+
+double HrrMarker::getH1(const std::string& type, CountMap caseCounts, CountMap controlCounts) const {
+    const bool alleles = type == "allele";
+    if (!alleles && type != "genotype") return 0.0;
+    const std::vector<std::string>& items = alleles ? alleleNames : genotypeNames;
+    const int pooledTotal = alleles ? caseAlleleTotal + controlAlleleTotal : caseGenotypeTotal + controlGenotypeTotal;
+    double sum = 0.0;
+    for (const std::string& item : items)
+        sum += logLikelihoodTerm(countOf(caseCounts, item) + countOf(controlCounts, item), pooledTotal);
+    return sum;
+}
+
+double HrrMarker::getLRT(const std::string& type, CountMap caseCounts, CountMap controlCounts) const {
+    return 2.0 * (getH0(type, caseCounts, controlCounts) - getH1(type, caseCounts, controlCounts));
+}
+
+void HrrMarker::countLRT(const std::string& type, CountMap caseCounts, CountMap controlCounts) {
+    if (type == "allele") alleleLRT = getLRT(type, caseCounts, controlCounts);
+    else if (type == "genotype") genotypeLRT = getLRT(type, caseCounts, controlCounts);
+}
+
+double HrrMarker::getLRT(const std::string& type) const {
+    if (type == "allele") return alleleLRT;
+    if (type == "genotype") return genotypeLRT;
+    return -1.0;
+}
+
+std::vector<double> HrrMarker::getProbabilityDistribution() const {
+    const double pooledTotal = static_cast<double>(caseGenotypeTotal + controlGenotypeTotal);
+    std::vector<double> cumulative;
+    cumulative.reserve(genotypeNames.size());
+    double sum = 0.0;
+    for (const std::string& g : genotypeNames) {
+        sum += static_cast<double>(countOf(caseGenotypeCounts, g) + countOf(controlGenotypeCounts, g)) / pooledTotal;
+        cumulative.push_back(sum);
+    }
+    return cumulative;
+}
+
+namespace {
+
+// Slot of every name in a list: the position of its first occurrence, so that a repeated
+// name shares one counter, as it shares one map entry in the direct sums.
+std::vector<int> slotsOf(const std::vector<std::string>& names, std::map<std::string, int>& firstPosition) {
+    std::vector<int> slots;
+    slots.reserve(names.size());
+    for (size_t i = 0; i < names.size(); ++i) {
+        auto inserted = firstPosition.emplace(names[i], static_cast<int>(i));
+        slots.push_back(inserted.first->second);
+    }
+    return slots;
+}
+
+// One test on simulated counts held in flat arrays. The statistic adds the terms of the
+// items in name order exactly as getH0 and getH1 do, taking them from tables indexed by
+// count (the denominators are the observed totals, fixed for the whole randomisation).
+class SimulatedTest {
+public:
+    SimulatedTest(std::vector<int> itemSlots, int slotCount, int caseTotal, int controlTotal, int maxCaseCount,
+                  int maxControlCount, double observed)
+        : items(std::move(itemSlots)),
+          caseCounts(slotCount, 0),
+          controlCounts(slotCount, 0),
+          caseTerms(table(maxCaseCount, caseTotal)),
+          controlTerms(table(maxControlCount, controlTotal)),
+          pooledTerms(table(maxCaseCount + maxControlCount, caseTotal + controlTotal)),
+          observed(observed) {}
+
+    void reset() {
+        std::fill(caseCounts.begin(), caseCounts.end(), 0);
+        std::fill(controlCounts.begin(), controlCounts.end(), 0);
+    }
+    int* cases() { return caseCounts.data(); }
+    int* controls() { return controlCounts.data(); }
+
+    // Adds the replicate to the exceed count when its statistic reaches the observed one
+    // (a statistic that is not a number never does).
+    void judge() {
+        double caseSum = 0.0;
+        double controlSum = 0.0;
+        double pooledSum = 0.0;
+        for (int slot : items) caseSum += caseTerms[caseCounts[slot]];
+        for (int slot : items) controlSum += controlTerms[controlCounts[slot]];
+        for (int slot : items) pooledSum += pooledTerms[caseCounts[slot] + controlCounts[slot]];
+        const double statistic = 2.0 * ((caseSum + controlSum) - pooledSum);
+        if (statistic >= observed) ++exceeded;
+    }
+    int exceedCount() const { return exceeded; }
+
+private:
+    static std::vector<double> table(int maxCount, int total) {
+        std::vector<double> terms(static_cast<size_t>(maxCount) + 1);
+        for (int n = 0; n <= maxCount; ++n) terms[n] = logLikelihoodTerm(n, total);
+        return terms;
+    }
+
+    std::vector<int> items;
+    std::vector<int> caseCounts, controlCounts;
+    std::vector<double> caseTerms, controlTerms, pooledTerms;
+    double observed;
+    int exceeded = 0;
+};
+
+// Draws `draws` genotypes from the cumulative distribution into the simulated counts. The
+// genotype is the first one whose cumulative value is >= r; none when r is above the last.
+void drawGenotypes(int draws, const std::vector<double>& cumulative, const std::vector<int>& genotypeSlot,
+                   const std::vector<int>& firstAllele, const std::vector<int>& secondAllele, int* genotypeCounts,
+                   int* alleleCounts) {
+    for (int d = 0; d < draws; ++d) {
+        const double r = getRandom();
+        const auto found = std::lower_bound(cumulative.begin(), cumulative.end(), r);
+        if (found == cumulative.end()) continue;
+        const auto k = static_cast<size_t>(found - cumulative.begin());
+        ++genotypeCounts[genotypeSlot[k]];
+        ++alleleCounts[firstAllele[k]];
+        ++alleleCounts[secondAllele[k]];
+    }
+}
+
+}  // namespace
+
+void HrrMarker::Randomize() {
+    const std::vector<double> cumulative = getProbabilityDistribution();
+    countLRT("allele", caseAlleleCounts, controlAlleleCounts);
+    countLRT("genotype", caseGenotypeCounts, controlGenotypeCounts);
+
+    std::map<std::string, int> genotypePosition, allelePosition;
+    std::vector<int> genotypeSlots = slotsOf(genotypeNames, genotypePosition);
+    std::vector<int> alleleSlots = slotsOf(alleleNames, allelePosition);
+
+    // The two alleles of every genotype: the texts before and after its "/". A text that
+    // names no allele is counted in one extra slot that no item reads.
+    const int unlistedAllele = static_cast<int>(alleleNames.size());
+    auto alleleSlot = [&](const std::string& text) {
+        auto it = allelePosition.find(text);
+        return it == allelePosition.end() ? unlistedAllele : it->second;
+    };
+    std::vector<int> firstAllele, secondAllele;
+    for (const std::string& g : genotypeNames) {
+        const size_t slash = g.find('/');
+        firstAllele.push_back(alleleSlot(g.substr(0, slash)));
+        secondAllele.push_back(alleleSlot(g.substr(slash + 1)));
+    }
+
+    const int genotypeCount = static_cast<int>(genotypeNames.size());
+    SimulatedTest genotypeTest(genotypeSlots, genotypeCount, caseGenotypeTotal, controlGenotypeTotal,
+                               caseGenotypeTotal, controlGenotypeTotal, genotypeLRT);
+    SimulatedTest alleleTest(alleleSlots, unlistedAllele + 1, caseAlleleTotal, controlAlleleTotal,
+                             2 * caseGenotypeTotal, 2 * controlGenotypeTotal, alleleLRT);
+
+    for (int n = 1; n <= replicateCount; ++n) {
+        if (!quiet) progressReportX("Completed", n, replicateCount);
+        genotypeTest.reset();
+        alleleTest.reset();
+        drawGenotypes(caseGenotypeTotal, cumulative, genotypeSlots, firstAllele, secondAllele, genotypeTest.cases(),
+                      alleleTest.cases());
+        drawGenotypes(controlGenotypeTotal, cumulative, genotypeSlots, firstAllele, secondAllele,
+                      genotypeTest.controls(), alleleTest.controls());
+        alleleTest.judge();
+        genotypeTest.judge();
+    }
+
+    alleleRandomizedP = alleleTest.exceedCount() / static_cast<double>(replicateCount);
+    genotypeRandomizedP = genotypeTest.exceedCount() / static_cast<double>(replicateCount);
+    alleleTheoreticalP = chipr(alleleLRT, static_cast<int>(alleleNames.size()) - 1);
+    genotypeTheoreticalP = chipr(genotypeLRT, static_cast<int>(genotypeNames.size()) - 1);
+}

@@ -1,0 +1,126 @@
+// Trio extraction for the association analysis: for one phenotype and marker, at most one
+// trio (affected, typed child and its two parents) per input pedigree, copied into a
+// derived collection with its own allele catalogue. Pedigrees without a trio add their
+// typed founders to the singleton tallies of the main catalogue.
+
+#include <string>
+
+#include "model/pedigrees.h"
+#include "pedigree/marker_info.h"
+
+namespace {
+
+RBTree<Phenotype>* copyPhenotypes(const Person* source, const std::string& treeName) {
+    auto* copy = new RBTree<Phenotype>(new Phenotype(), treeName);
+    source->getPhenotypeTree()->forEach(
+        [&](const Phenotype* p) { copy->insert(new Phenotype(p->getName(), p->getValue())); });
+    return copy;
+}
+
+RBTree<Marker>* copyMarkers(const Person* source, const std::string& treeName) {
+    auto* copy = new RBTree<Marker>(new Marker(), treeName);
+    source->getMarkerTree()->forEach([&](const Marker* m) {
+        auto* genotype = new Marker(m->key, m->getAllele(0), m->getAllele(1), true);
+        genotype->setIndex(m->getIndex());
+        genotype->setName(m->getName());
+        copy->insert(genotype);
+    });
+    return copy;
+}
+
+// A new person of a trio with deep copies of the source person's records.
+Person* copyTrioMember(const Person* source, const std::string& personId, const std::string& fatherId,
+                       const std::string& motherId, const std::string& firstOffspring,
+                       const std::string& probandStatus) {
+    auto* person = new Person(source->getPedigreeId(), personId, fatherId, motherId, source->getSex());
+    person->setFOID(firstOffspring);
+    person->setNMSID("0");
+    person->setNPSID("0");
+    person->setProbandStatus(probandStatus);
+    person->addPhenotypes(copyPhenotypes(source, personId));
+    person->addMarkers(copyMarkers(source, personId));
+    return person;
+}
+
+// The trio as a three-person pedigree: father "1", mother "2", child "3".
+void copyHrrFamily(RBTree<Pedigree>* trios, const Person* child, const Person* mother, const Person* father) {
+    auto* family = new Pedigree(child->getPedigreeId());
+    family->addPerson(copyTrioMember(child, "3", "1", "2", "0", "0"));
+    family->addPerson(copyTrioMember(mother, "2", "0", "0", "3", "0"));
+    family->addPerson(copyTrioMember(father, "1", "0", "0", "3", "1"));
+    // Pedigree identifiers of the input are unique and each yields at most one trio.
+    if (!trios->insert(family)) delete family;
+}
+
+// The trio rules. A candidate must be typed and affected, with both parents persons of its
+// pedigree; then rule One (both parents typed), Two (one typed) or Three (neither typed)
+// applies, so every such candidate forms a trio. Trios of rules Two and Three enter the
+// collection and its catalogue but add nothing to the association counts, which need
+// three typed members. An unaffected child never forms a trio.
+bool trioCandidate(const Pedigree* pedigree, const Person* person, const std::string& phenotypeName,
+                   const std::string& markerKey, Person*& mother, Person*& father) {
+    const Phenotype* phenotype = person->getPhenotype(phenotypeName);
+    if (!person->getMarker(markerKey) || !phenotype || phenotype->getValue() != "2") return false;
+    if (person->getFatherId() == "0" || person->getMotherId() == "0") return false;
+    father = pedigree->getPerson(person->getFatherId());
+    mother = pedigree->getPerson(person->getMotherId());
+    return father && mother;
+}
+
+// Scans the persons in identifier order and stops at the first one that forms a trio.
+bool personCreateHrrPedigrees(RBTree<Pedigree>* trios, const Pedigree* pedigree, const Person* node,
+                              const std::string& phenotypeName, const std::string& markerKey) {
+    if (!node || node->isNil()) return false;
+    if (personCreateHrrPedigrees(trios, pedigree, node->left, phenotypeName, markerKey)) return true;
+    Person* mother = nullptr;
+    Person* father = nullptr;
+    if (trioCandidate(pedigree, node, phenotypeName, markerKey, mother, father)) {
+        copyHrrFamily(trios, node, mother, father);
+        return true;
+    }
+    return personCreateHrrPedigrees(trios, pedigree, node->right, phenotypeName, markerKey);
+}
+
+// A typed founder with the phenotype adds itself and its two alleles to the affected or
+// unaffected singleton tallies of the marker's catalogue entry.
+void singletonPerson(MarkerInfo* entry, const Person* person, const std::string& phenotypeName,
+                     const std::string& markerKey) {
+    const Marker* genotype = person->getMarker(markerKey);
+    const Phenotype* phenotype = person->getPhenotype(phenotypeName);
+    if (!person->isFounder() || !genotype || !phenotype) return;
+    const bool affected = phenotype->getValue() == "2";
+    if (!affected && phenotype->getValue() != "1") return;
+    if (affected) entry->addAffectedSingleton();
+    else entry->addUnaffectedSingleton();
+    for (int i = 0; i < 2; ++i) {
+        Allele* allele = entry->getAlleleWithName(genotype->getAllele(i));
+        if (!allele) continue;
+        if (affected) allele->addAffectedSingleton();
+        else allele->addUnaffectedSingleton();
+    }
+}
+
+void singletonPedigree(MarkerInfo* entry, const Pedigree* pedigree, const std::string& phenotypeName,
+                       const std::string& markerKey) {
+    if (!entry) return;
+    pedigree->getPersonTree()->forEach(
+        [&](const Person* person) { singletonPerson(entry, person, phenotypeName, markerKey); });
+}
+
+}  // namespace
+
+RBTree<Pedigree>* Pedigrees::createHrrPedigreesForMarker(const std::string& phenotypeName,
+                                                         const std::string& markerKey) {
+    delete hrrPedigrees;
+    hrrPedigrees = new RBTree<Pedigree>(new Pedigree(), "Master-HRR-Tree");
+    MarkerInfo* entry = markerInfo ? markerInfo->find(markerKey) : nullptr;
+    pedigrees->forEach([&](const Pedigree* pedigree) {
+        trioFound = personCreateHrrPedigrees(hrrPedigrees, pedigree, pedigree->getPersonTree()->getRoot(),
+                                             phenotypeName, markerKey);
+        if (!trioFound) singletonPedigree(entry, pedigree, phenotypeName, markerKey);
+        trioFound = false;
+    });
+    delete hrrMarkerInfo;
+    hrrMarkerInfo = buildMarkerInfo(hrrPedigrees, "hrrarkersinfo");
+    return hrrPedigrees;
+}
