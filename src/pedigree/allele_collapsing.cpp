@@ -1,0 +1,73 @@
+// Merging of alleles too rare to be told apart from typing errors: at every marker with more
+// than two alleles the rarest allele below the minimum frequency is rewritten, in every person,
+// into the next rarest one, until the rarest allele is frequent enough or two alleles are left.
+
+#include <iostream>
+
+#include "driver/utilities.h"
+#include "model/pedigrees.h"
+#include "pedigree/marker_info.h"
+
+namespace {
+
+const double kMinimumCollapseFrequency = 1e-05;
+
+void changeSmallestAlleleToSecondSmallestAllele(Person* person, const std::string& smallest,
+                                                const std::string& second, const std::string& markerIndex) {
+    Marker* genotype = person->getMarker(markerIndex);
+    if (!genotype) return;
+    for (int k = 0; k < 2; ++k)
+        if (genotype->getAllele(k) == smallest) genotype->setAllele(k, second);
+}
+
+void changeSmallestAlleleToSecondSmallestAllelePedigreeRecursion(RBTree<Pedigree>* pedigrees, const std::string& from,
+                                                                 const std::string& to,
+                                                                 const std::string& markerIndex) {
+    pedigrees->forEach([&](Pedigree* pedigree) {
+        pedigree->getPersonTree()->forEach(
+            [&](Person* person) { changeSmallestAlleleToSecondSmallestAllele(person, from, to, markerIndex); });
+    });
+}
+
+}  // namespace
+
+void Pedigrees::collapseAlleles() {
+    std::cout << "(Collapsing alleles...)" << std::endl;
+    createMarkerInfo();
+    for (int m = 0; m < markerCount; ++m) {
+        const std::string markerIndex = IntToString(m);
+        const MarkerInfo* entry = markerInfo->find(markerIndex);
+        while (entry && entry->getAlleleCount() > 2) {
+            const std::vector<Allele*> alleles = entry->getAlleles();
+            const Allele* smallest = nullptr;
+            double smallestFrequency = 1.0;
+            for (size_t i = 0; i < alleles.size(); ++i) {
+                const double frequency = entry->getAlleleFreq(static_cast<int>(i), "all");
+                if (frequency < smallestFrequency) {
+                    smallestFrequency = frequency;
+                    smallest = alleles[i];
+                }
+            }
+            if (!smallest || smallestFrequency >= kMinimumCollapseFrequency) break;
+            // The rarest of the other alleles, possibly as rare as the smallest.
+            const Allele* second = nullptr;
+            double secondFrequency = 1.0;
+            for (size_t i = 0; i < alleles.size(); ++i) {
+                const double frequency = entry->getAlleleFreq(static_cast<int>(i), "all");
+                if (frequency < secondFrequency && frequency >= smallestFrequency &&
+                    alleles[i]->getAlleleName() != smallest->getAlleleName()) {
+                    secondFrequency = frequency;
+                    second = alleles[i];
+                }
+            }
+            if (!second) break;
+            // Copies of the names: the catalogue holding these alleles is rebuilt after the rewrite.
+            const std::string from = smallest->getAlleleName();
+            const std::string to = second->getAlleleName();
+            changeSmallestAlleleToSecondSmallestAllelePedigreeRecursion(pedigrees, from, to, markerIndex);
+            createMarkerInfo();
+            entry = markerInfo->find(markerIndex);
+        }
+    }
+    createMarkerInfo();
+}
