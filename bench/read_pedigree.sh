@@ -1,0 +1,64 @@
+#!/bin/bash
+# Input-reading benchmark: a post-makeped pedigree file of 1,000 pedigrees x 20 persons x
+# 400 markers is read and checked by `varkel --post` (no analysis: the run stops after the
+# input with status 255). Its wall time is compared with `awk '{n += NF} END {print n}'` on
+# the same file, and its peak memory is divided by the number of stored (typed) genotypes.
+#
+#   bench/read_pedigree.sh [bin dir]        (default build/bin)
+#
+# Targets: at most 3x the awk wall time, at most 1 KiB peak memory per stored genotype.
+set -euo pipefail
+
+here=$(cd "$(dirname "$0")" && pwd)
+bin=$(cd "${1:-$here/../build/bin}" && pwd)
+pedigrees=${PEDIGREES:-1000}
+markers=${MARKERS:-400}
+out=$here/out
+mkdir -p "$out"
+cd "$out"
+
+for program in varkel makepedpseudo; do
+    [ -x "$bin/$program" ] || { echo "missing $bin/$program (build it first)" >&2; exit 1; }
+done
+
+g++ -std=c++17 -O2 -o make_pedigree_file "$here/make_pedigree_file.cpp"
+./make_pedigree_file "$pedigrees" "$markers" bench.pre bench.map bench.model
+start=$(date +%s.%N)
+"$bin/makepedpseudo" bench.pre bench.post n
+end=$(date +%s.%N)
+echo "pedigree file: $out/bench.post ($(wc -l < bench.post) lines, $(du -m bench.post | cut -f1) MiB)"
+echo "makepedpseudo conversion: $(awk -v a="$start" -v b="$end" 'BEGIN {printf "%.2f", b - a}') s"
+
+# Genotypes that the reader stores: both alleles given (columns 11.. after the nine fixed
+# columns and the affection status).
+typed=$(awk -v m="$markers" '{for (i = 0; i < m; i++) if ($(11 + 2 * i) != "0" && $(12 + 2 * i) != "0") n++} END {print n}' bench.post)
+
+# Warm the page cache so that both timed runs read from memory.
+cat bench.post > /dev/null
+
+/usr/bin/time -f "%e" -o awk.time awk '{n += NF} END {print n}' bench.post > /dev/null
+awk_seconds=$(cat awk.time)
+
+set +e
+/usr/bin/time -v -o varkel.time "$bin/varkel" --post --ped bench.post --map bench.map --model bench.model \
+    > varkel.log 2>&1
+status=$?
+set -e
+if [ "$status" -ne 255 ] || ! grep -q "Done reading input files." varkel.log; then
+    echo "varkel did not read the input as expected (status $status); see $out/varkel.log" >&2
+    tail -20 varkel.log >&2
+    exit 1
+fi
+wall=$(awk -F': ' '/Elapsed \(wall clock\)/ {print $2}' varkel.time)
+# m:ss.ss or h:mm:ss to seconds
+varkel_seconds=$(echo "$wall" | awk -F: '{s = 0; for (i = 1; i <= NF; i++) s = s * 60 + $i; print s}')
+rss_kib=$(awk -F': ' '/Maximum resident set size/ {print $2}' varkel.time)
+
+echo "awk '{n += NF}' wall time:      $awk_seconds s"
+echo "varkel --post read wall time:   $varkel_seconds s"
+echo "varkel peak RSS:                $rss_kib KiB"
+echo "typed genotypes:                $typed"
+awk -v v="$varkel_seconds" -v a="$awk_seconds" -v r="$rss_kib" -v g="$typed" 'BEGIN {
+    printf "time ratio varkel/awk:         %.2f (target <= 3)\n", (a > 0 ? v / a : 0)
+    printf "peak KiB per stored genotype:  %.3f (target <= 1)\n", r / g
+}'
