@@ -36,14 +36,12 @@ int MarkerMap::readMapFile(const std::string& fileName) {
 
     FieldReader fields(in);
     std::string header[3];
-    for (int i = 0; i < 3; ++i) {
-        // The three header fields must stand on the first line; a shorter header would
-        // silently swallow the first marker's fields.
-        if (!fields.next(header[i])) {
-            if (i == 0) return failMapRead("Map file " + fileName + " is empty");
-            return failMapRead("Map file " + fileName + " has a header line with fewer than three fields");
-        }
-        if (fields.lastFieldLine() != 1)
+    if (!fields.next(header[0])) return failMapRead("Map file " + fileName + " is empty");
+    const int headerLine = fields.lastFieldLine();
+    for (int i = 1; i < 3; ++i) {
+        // The three header fields must share one line; a shorter header would silently
+        // swallow the first marker's fields.
+        if (!fields.next(header[i]) || fields.lastFieldLine() != headerLine)
             return failMapRead("Map file " + fileName + " has a header line with fewer than three fields");
     }
     mapFunction = stringToLower(header[1]);

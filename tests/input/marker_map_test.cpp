@@ -104,7 +104,7 @@ TEST(MarkerMapFile, ReadsFieldsAsAStream) {
 
     // A header without markers is a valid map of no markers.
     MarkerMap empty;
-    ASSERT_EQ(readMap(empty, dir, "c haldane n\n", &out), 1);
+    ASSERT_EQ(readMap(empty, dir, "\nc haldane n\n", &out), 1);
     EXPECT_EQ(empty.getMarkerCount(), 0);
     EXPECT_TRUE(contains(out, "(Number of markers : 0)\n...done.\n"));
 }
@@ -121,6 +121,7 @@ TEST(MarkerMapFile, ReportsEveryKindOfBadFile) {
         {"c haldane n\n1 1 A\n1 2 B\n1 3 C\n1 4 B\n", "Duplicate marker at line: 4 markername: B"},
         {"", "Map file " + dir.file("map.txt") + " is empty"},
         {"c haldane\n1 1 A\n", "Map file " + dir.file("map.txt") + " has a header line with fewer than three fields"},
+        {"\n  \n", "Map file " + dir.file("map.txt") + " is empty"},
     };
     for (const Case& c : cases) {
         MarkerMap map;
