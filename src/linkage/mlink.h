@@ -69,4 +69,6 @@ private:
     bool frequenciesFromLocusFile = false;
     int currentMarker = 0;
     bool slow = false;
+
+    friend class MLinkTestAccess;
 };
