@@ -8,15 +8,18 @@
 
 namespace {
 
-// Whole page points. A degenerate axis (zero range) yields non-finite values; they are clamped
-// far outside the page so the conversion stays defined and the file stays readable.
-int truncate(double value) {
+// A degenerate axis (zero range) yields infinite or undefined page coordinates; they are
+// clamped far outside the page so that every coordinate written is a number PostScript reads.
+double clampToPage(double value) {
     const double limit = 1.0e9;
-    if (std::isnan(value)) return 0;
-    if (value > limit) return static_cast<int>(limit);
-    if (value < -limit) return static_cast<int>(-limit);
-    return static_cast<int>(value);
+    if (std::isnan(value)) return 0.0;
+    if (value > limit) return limit;
+    if (value < -limit) return -limit;
+    return value;
 }
+
+// Whole page points, truncated toward zero.
+int truncate(double value) { return static_cast<int>(clampToPage(value)); }
 
 void writePrologue(std::ostream& out, std::size_t pageCount) {
     out << "%!PS-Adobe-1.0\n"
@@ -93,14 +96,14 @@ struct CurveAxes {
 
     double x(double value) const {
         if (multipoint) {
-            if (valueMin < 0) return (value - valueMin) * 400 / valueRange + 100;
-            return value * 400 / valueRange + 100;
+            if (valueMin < 0) return clampToPage((value - valueMin) * 400 / valueRange + 100);
+            return clampToPage(value * 400 / valueRange + 100);
         }
-        if (valueMin < 0) return (value + 3.0) * 400 / valueRange + 100;
-        return value * 400 / valueRange + std::fabs(valueMin) * 400 / valueRange + 100;
+        if (valueMin < 0) return clampToPage((value + 3.0) * 400 / valueRange + 100);
+        return clampToPage(value * 400 / valueRange + std::fabs(valueMin) * 400 / valueRange + 100);
     }
 
-    double y(double position) const { return 700.0 - position * 600.0 / positionRange; }
+    double y(double position) const { return clampToPage(700.0 - position * 600.0 / positionRange); }
 };
 
 // The lists as drawn: the multipoint style repeats the last point twice just beyond it, so

@@ -205,3 +205,25 @@ TEST(CurvePages, UnpairedPointsAndEmptyDocuments) {
     EXPECT_FALSE(unwritable.writeCurvePagesIntoPostScriptFile(dir.file("no/such/dir/c.ps")));
     EXPECT_FALSE(unwritable.writeCurvePagesIntoPostScriptFileCorrectly(dir.file("no/such/dir/c.ps")));
 }
+
+TEST(CurvePages, DegenerateValueAxisStillGivesReadableFile) {
+    ScratchDir dir;
+    // valueMax equal to valueMin (multipoint) or to -3 (singlepoint) leaves no value range.
+    PostScript multi;
+    PostScriptPage* flat = mapPage({0.0, 5.0, 10.0}, {0.0, 1.0, 2.0});
+    flat->valueMin = 1.0;
+    flat->valueMax = 1.0;
+    multi.addPostScriptPage(flat);
+    const std::string multiText = writeCurves(multi, dir, "flat_multi.ps", true);
+    EXPECT_EQ(linesWith(multiText, "curveto").size(), 2u);
+
+    PostScript single;
+    PostScriptPage* low = thetaPage({0.0, 0.1, 0.2}, {-1.0, 0.0, 1.0});
+    low->valueMax = -3.0;
+    single.addPostScriptPage(low);
+    const std::string singleText = writeCurves(single, dir, "flat_single.ps", false);
+    for (const std::string& text : {multiText, singleText}) {
+        EXPECT_TRUE(linesWith(text, "inf").empty());
+        EXPECT_TRUE(linesWith(text, "nan").empty());
+    }
+}

@@ -208,3 +208,14 @@ TEST(HistogramPages, PlaceholdersKeepSlotsAndLargePagesHaveNoLabels) {
         EXPECT_EQ(linesWith(out, " 0 fillbox 8 scaleTimes").size(), count <= 100 ? 100u : 0u) << count;
     }
 }
+
+TEST(HistogramPages, ZeroValueMaxStillGivesReadableFile) {
+    ScratchDir dir;
+    PostScript document;
+    PostScriptPage* page = barPage({"D1S1", "D1S2"}, {1.0, 0.0});
+    page->valueMax = 0.0;
+    document.addPostScriptPage(page);
+    const std::string text = writeHistograms(document, dir, "zero_max.ps");
+    EXPECT_EQ(countLines(text, " .7 fillbox "), 2);
+    EXPECT_TRUE(linesWith(text, "inf").empty());
+}
