@@ -25,7 +25,8 @@ struct Curve {
 
     void add(const std::string& marker, const HrrMarker& result) {
         const double p = (result.*pValue)();
-        const double value = p == 0.0 ? 0.0 : -std::log10(p);
+        // 0 - log10(1) is +0, so a p-value of 1 is not labelled "-0".
+        const double value = p == 0.0 ? 0.0 : 0.0 - std::log10(p);
         values[marker] = value;
         if (value > maximum) maximum = value;
     }
