@@ -225,7 +225,10 @@ void HrrMarker::Randomize() {
                              2 * caseGenotypeTotal, 2 * controlGenotypeTotal, alleleLRT);
 
     for (int n = 1; n <= replicateCount; ++n) {
-        if (!quiet) progressReportX("Completed", n, replicateCount);
+        // The progress line changes only with the whole percentage, so it is reported once
+        // per percentage (it shows the tenths) rather than on every replicate.
+        if (!quiet && (n == 1 || (n * 100) / replicateCount != ((n - 1) * 100) / replicateCount))
+            progressReportX("Completed", n, replicateCount);
         genotypeTest.reset();
         alleleTest.reset();
         drawGenotypes(caseGenotypeTotal, cumulative, genotypeSlots, firstAllele, secondAllele, genotypeTest.cases(),
