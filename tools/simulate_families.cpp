@@ -93,6 +93,7 @@ struct Person {
     std::vector<int> haplotype[2];
     int affection = 0;  // 0 unknown, 1 unaffected, 2 affected
     int trait2 = 0;
+    bool oldest = false;  // founder of the oldest generation (not a married-in spouse)
     bool typed = true;
     std::vector<bool> missing;
 };
@@ -116,10 +117,11 @@ public:
 
 private:
     // A founder with random haplotypes; a carrier has exactly one disease allele.
-    int founder(int sex, bool carrier) {
+    int founder(int sex, bool carrier, bool oldest = false) {
         Person p;
         p.id = static_cast<int>(persons.size()) + 1;
         p.sex = sex;
+        p.oldest = oldest;
         for (auto& h : p.haplotype) {
             h.resize(static_cast<std::size_t>(genome.lociCount()));
             for (int locus = 0; locus < genome.lociCount(); ++locus) {
@@ -176,8 +178,8 @@ private:
     // Grandparents (one a carrier), 2 to 4 children, most of them married with 1 to 4 children.
     void standard() {
         const bool fatherCarries = random.chance(0.5);
-        const int grandfather = founder(1, fatherCarries);
-        const int grandmother = founder(2, !fatherCarries);
+        const int grandfather = founder(1, fatherCarries, true);
+        const int grandmother = founder(2, !fatherCarries, true);
         const int n = 2 + random.below(3);
         std::vector<int> second;
         for (int i = 0; i < n; ++i) second.push_back(child(grandfather, grandmother));
@@ -193,8 +195,8 @@ private:
     // As the standard family, but one child has children with two partners.
     void halfSiblings() {
         const bool fatherCarries = random.chance(0.5);
-        const int grandfather = founder(1, fatherCarries);
-        const int grandmother = founder(2, !fatherCarries);
+        const int grandfather = founder(1, fatherCarries, true);
+        const int grandmother = founder(2, !fatherCarries, true);
         const int twice = child(grandfather, grandmother);
         const int other = child(grandfather, grandmother);
         child(grandfather, grandmother);
@@ -213,10 +215,10 @@ private:
     // Two brothers of one family marry two sisters of another: a marriage loop.
     void brothersMarrySisters() {
         const bool fatherCarries = random.chance(0.5);
-        const int g1 = founder(1, fatherCarries);
-        const int g2 = founder(2, !fatherCarries);
-        const int g3 = founder(1, false);
-        const int g4 = founder(2, false);
+        const int g1 = founder(1, fatherCarries, true);
+        const int g2 = founder(2, !fatherCarries, true);
+        const int g3 = founder(1, false, true);
+        const int g4 = founder(2, false, true);
         const int brother1 = child(g1, g2, 1);
         const int brother2 = child(g1, g2, 1);
         child(g1, g2);
@@ -229,8 +231,8 @@ private:
     // Children of a brother and a sister marry each other (first cousins): a consanguinity loop.
     void cousinMarriage() {
         const bool fatherCarries = random.chance(0.5);
-        const int grandfather = founder(1, fatherCarries);
-        const int grandmother = founder(2, !fatherCarries);
+        const int grandfather = founder(1, fatherCarries, true);
+        const int grandmother = founder(2, !fatherCarries, true);
         const int son = child(grandfather, grandmother, 1);
         const int daughter = child(grandfather, grandmother, 2);
         const int wife = founder(2, false);
@@ -251,8 +253,7 @@ private:
         if (random.chance(0.05)) p.trait2 = 0;
         // Many grandparents are no longer alive to be typed, some spouses declined.
         const bool isFounder = p.father == 0;
-        const bool oldest = isFounder && p.id <= 2;
-        p.typed = !(oldest ? random.chance(0.4) : isFounder ? random.chance(0.15) : random.chance(0.03));
+        p.typed = !(p.oldest ? random.chance(0.4) : isFounder ? random.chance(0.15) : random.chance(0.03));
         p.missing.resize(genome.markers.size());
         for (std::size_t m = 0; m < p.missing.size(); ++m) p.missing[m] = random.chance(options.missingRate);
     }
