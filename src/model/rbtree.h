@@ -5,6 +5,7 @@
 // parent of the root. Walks are done by callers through the left and right links.
 
 #include <string>
+#include <string_view>
 
 template <class T>
 class Object {
@@ -18,7 +19,9 @@ public:
     Object(const Object&) = delete;
     Object& operator=(const Object&) = delete;
 
-    bool isNil() const { return key == "NIL"; }
+    // Tested on every step of every walk: compare as a view so the length check comes first
+    // and no strlen is needed.
+    bool isNil() const { return std::string_view(key) == std::string_view("NIL", 3); }
 
     std::string key;
     std::string colour;
@@ -104,7 +107,7 @@ private:
         nil->colour = "black";
         return nil;
     }
-    static bool isRed(const T* n) { return n && n->colour == "red"; }
+    static bool isRed(const T* n) { return n && std::string_view(n->colour) == std::string_view("red", 3); }
 
     template <class F>
     static void walk(T* node, F& visit) {
