@@ -46,9 +46,9 @@ void MLink::clearHLods() {
 
 std::string MLink::welcome() const {
     const std::string rule(79, '-');
-    return rule + "\n" + "Program Varkel 1.9.6 -- 2011\n" + "Copyright (c) 2011 the Varkel authors\n" +
+    return rule + "\n" + "Program Varkel 1.9.6 -- 2011\n" + "(C) 2011 The Varkel authors\n" +
            "Program for Linkage and Linkage Disequilibrium analysis\n" +
-           "Please send problem reports to the Varkel maintainers\n" + rule + "\n";
+           "Send problem reports to the Varkel maintainers\n" + rule + "\n";
 }
 
 static void printExternalError(const std::string& errorLine) {

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "driver/varkel.h"
 #include "linkage/mlink.h"
 #include "linkage/mlink_test_access.h"
 #include "model/pedigrees.h"
@@ -92,6 +93,10 @@ TEST(SinglepointReports, ColumnOrderAndNumberFormats) {
     ASSERT_GT(tableLines.size(), 8u);
     EXPECT_EQ(tableLines[0], std::string(79, '-'));
     EXPECT_EQ(tableLines[3], "Program for Linkage and Linkage Disequilibrium analysis");
+    // The banner differs from the program's own in its fourth line only.
+    const std::vector<std::string> programBanner = lines(Varkel().welcome());
+    ASSERT_EQ(programBanner.size(), 6u);
+    for (size_t i : {0u, 1u, 2u, 4u, 5u}) EXPECT_EQ(tableLines[i], programBanner[i]);
     EXPECT_EQ(tableLines[6], "");
     EXPECT_EQ(tableLines[7].rfind("Date : ", 0), 0u);
     EXPECT_TRUE(contains(table, "  # pedigrees          : 2\n"));
