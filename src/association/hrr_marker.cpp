@@ -177,19 +177,53 @@ private:
     int exceeded = 0;
 };
 
-// Draws `draws` genotypes from the cumulative distribution into the simulated counts. The
-// genotype is the first one whose cumulative value is >= r; none when r is above the last.
-void drawGenotypes(int draws, const std::vector<double>& cumulative, const std::vector<int>& genotypeSlot,
-                   const std::vector<int>& firstAllele, const std::vector<int>& secondAllele, int* genotypeCounts,
-                   int* alleleCounts) {
+// The first genotype whose cumulative value is >= r (none, -1, when r is above the last),
+// found without scanning the whole list: r is mapped to one of 2^k equal buckets of [0, 1]
+// and the scan starts at the first genotype that can answer for that bucket. With a power of
+// two, r * buckets is exact, so bucket j holds exactly the r in [j / buckets, (j+1) / buckets)
+// and every genotype before its start has cumulative[k] >= r false for each of them: the
+// result is the one of a linear scan from the first genotype.
+class GenotypeSearch {
+public:
+    explicit GenotypeSearch(std::vector<double> cumulativeValues)
+        : cumulative(std::move(cumulativeValues)), firstCandidate(buckets + 1) {
+        const int n = static_cast<int>(cumulative.size());
+        int k = 0;
+        for (int j = 0; j <= buckets; ++j) {
+            const double low = static_cast<double>(j) / buckets;
+            while (k < n && !(cumulative[static_cast<size_t>(k)] >= low)) ++k;
+            firstCandidate[static_cast<size_t>(j)] = k;
+        }
+    }
+
+    int find(double r) const {
+        const int n = static_cast<int>(cumulative.size());
+        const size_t bucket = r >= 1.0 ? buckets : static_cast<size_t>(r * buckets);
+        int k = firstCandidate[bucket];
+        while (k < n && !(cumulative[static_cast<size_t>(k)] >= r)) ++k;
+        return k < n ? k : -1;
+    }
+
+private:
+    static const int buckets = 4096;
+    std::vector<double> cumulative;
+    std::vector<int> firstCandidate;
+};
+
+// The counters that one drawn genotype raises: its own and those of its two alleles.
+struct DrawTarget {
+    int genotype, firstAllele, secondAllele;
+};
+
+void drawGenotypes(int draws, const GenotypeSearch& search, const std::vector<DrawTarget>& targets,
+                   int* genotypeCounts, int* alleleCounts) {
     for (int d = 0; d < draws; ++d) {
-        const double r = getRandom();
-        const auto found = std::lower_bound(cumulative.begin(), cumulative.end(), r);
-        if (found == cumulative.end()) continue;
-        const auto k = static_cast<size_t>(found - cumulative.begin());
-        ++genotypeCounts[genotypeSlot[k]];
-        ++alleleCounts[firstAllele[k]];
-        ++alleleCounts[secondAllele[k]];
+        const int k = search.find(getRandom());
+        if (k < 0) continue;
+        const DrawTarget& t = targets[static_cast<size_t>(k)];
+        ++genotypeCounts[t.genotype];
+        ++alleleCounts[t.firstAllele];
+        ++alleleCounts[t.secondAllele];
     }
 }
 
@@ -211,12 +245,13 @@ void HrrMarker::Randomize() {
         auto it = allelePosition.find(text);
         return it == allelePosition.end() ? unlistedAllele : it->second;
     };
-    std::vector<int> firstAllele, secondAllele;
-    for (const std::string& g : genotypeNames) {
+    std::vector<DrawTarget> targets;
+    for (size_t k = 0; k < genotypeNames.size(); ++k) {
+        const std::string& g = genotypeNames[k];
         const size_t slash = g.find('/');
-        firstAllele.push_back(alleleSlot(g.substr(0, slash)));
-        secondAllele.push_back(alleleSlot(g.substr(slash + 1)));
+        targets.push_back({genotypeSlots[k], alleleSlot(g.substr(0, slash)), alleleSlot(g.substr(slash + 1))});
     }
+    const GenotypeSearch search(cumulative);
 
     const int genotypeCount = static_cast<int>(genotypeNames.size());
     SimulatedTest genotypeTest(genotypeSlots, genotypeCount, caseGenotypeTotal, controlGenotypeTotal,
@@ -231,10 +266,8 @@ void HrrMarker::Randomize() {
             progressReportX("Completed", n, replicateCount);
         genotypeTest.reset();
         alleleTest.reset();
-        drawGenotypes(caseGenotypeTotal, cumulative, genotypeSlots, firstAllele, secondAllele, genotypeTest.cases(),
-                      alleleTest.cases());
-        drawGenotypes(controlGenotypeTotal, cumulative, genotypeSlots, firstAllele, secondAllele,
-                      genotypeTest.controls(), alleleTest.controls());
+        drawGenotypes(caseGenotypeTotal, search, targets, genotypeTest.cases(), alleleTest.cases());
+        drawGenotypes(controlGenotypeTotal, search, targets, genotypeTest.controls(), alleleTest.controls());
         alleleTest.judge();
         genotypeTest.judge();
     }
