@@ -412,31 +412,55 @@ TEST(SinglepointEndToEnd, XLinkedDominantFamily) {
     expectPlotsRender(dir);
 }
 
-// A marker with more alleles than FASTLINK accepts is skipped and the scan goes on.
-TEST(SinglepointEndToEnd, MarkerWithTooManyAllelesIsSkipped) {
+// A marker with more alleles than FASTLINK accepts, or with a single allele, is skipped and
+// the scan goes on; --marker and --phenotype select, and unknown names stop the run.
+TEST(SinglepointEndToEnd, SkippedMarkersAndSelection) {
     ScratchDir dir;
     std::string pedigrees;
     std::vector<std::pair<int, int>> families;
     for (int f = 0; f < 7; ++f) {
         const Family family = backcross({{true, "1"}, {false, "2", 2}});
-        // The first marker carries four alleles of its own per family: 28 in all.
+        // MONO: everyone 5/5. BIG: four alleles of its own per family, 28 in all.
         const std::string a = std::to_string(4 * f + 1), b = std::to_string(4 * f + 2),
                           c = std::to_string(4 * f + 3), d = std::to_string(4 * f + 4);
-        pedigrees += pedigreeText(std::to_string(f + 1), family.members, {{a, b}, {c, d}, {a, c}, {b, d}});
+        pedigrees += pedigreeText(std::to_string(f + 1), family.members,
+                                  {{"5", "5", a, b}, {"5", "5", c, d}, {"5", "5", a, c}, {"5", "5", b, d}});
         families.push_back({family.k, family.r});
     }
     dir.write("p.ped", pedigrees);
-    dir.write("m.map", "CHROMOSOME HALDANE POSITION\n1 10.0 BIG\n1 20.0 D2\n");
+    dir.write("m.map", "CHROMOSOME HALDANE POSITION\n1 5.0 MONO\n1 10.0 BIG\n1 20.0 D2\n");
     dir.write("d.model", dominantModel);
-    const RunResult run = runProgram("varkel",
-                                     {"--post", "--ped", "p.ped", "--map", "m.map", "--model", "d.model",
-                                      "--singlepoint"},
-                                     dir.path());
+    const std::vector<std::string> common{"--post", "--ped", "p.ped", "--map", "m.map", "--model", "d.model",
+                                          "--singlepoint"};
+    RunResult run = runProgram("varkel", common, dir.path());
     ASSERT_EQ(run.status, 0) << run.output;
+    EXPECT_TRUE(contains(run.output, "Skipping marker MONO, since no informative families found\n")) << run.output;
     EXPECT_TRUE(contains(run.output, "Skipping marker BIG, since it has 28 alleles and FASTLINK accepts at most 25\n"))
         << run.output;
-    const std::string report = dir.read("varkel_singlepoint.out");
+    std::string report = dir.read("varkel_singlepoint.out");
+    EXPECT_TRUE(tableRow(report, "MONO").empty());
     EXPECT_TRUE(tableRow(report, "BIG").empty());
     expectBestRow(report, "D2", families);
     expectPlotsRender(dir);
+
+    std::vector<std::string> selected = common;
+    selected.insert(selected.end(), {"--marker", "D2", "--phenotype", "DISEASE_LOCUS", "--prefix", "sel"});
+    run = runProgram("varkel", selected, dir.path());
+    ASSERT_EQ(run.status, 0) << run.output;
+    EXPECT_FALSE(contains(run.output, "Skipping marker"));
+    expectBestRow(dir.read("sel_singlepoint.out"), "D2", families);
+
+    std::vector<std::string> unknownMarker = common;
+    unknownMarker.insert(unknownMarker.end(), {"--marker", "D9", "--prefix", "none"});
+    run = runProgram("varkel", unknownMarker, dir.path());
+    EXPECT_EQ(run.status, 255);
+    EXPECT_TRUE(contains(run.output, "Cannot find given marker D9\n")) << run.output;
+    EXPECT_FALSE(dir.exists("none_singlepoint.out"));
+
+    std::vector<std::string> unknownPhenotype = common;
+    unknownPhenotype.insert(unknownPhenotype.end(), {"--phenotype", "ASTHMA", "--prefix", "none"});
+    run = runProgram("varkel", unknownPhenotype, dir.path());
+    EXPECT_EQ(run.status, 255);
+    EXPECT_TRUE(contains(run.output, "Cannot find given phenotype ASTHMA\n")) << run.output;
+    EXPECT_FALSE(dir.exists("none_singlepoint.out"));
 }
