@@ -464,3 +464,27 @@ TEST(SinglepointEndToEnd, SkippedMarkersAndSelection) {
     EXPECT_TRUE(contains(run.output, "Cannot find given phenotype ASTHMA\n")) << run.output;
     EXPECT_FALSE(dir.exists("none_singlepoint.out"));
 }
+
+// With "--freq u" the marker frequencies come from the user's locus file (here four alleles
+// for the three typed ones); the closed form does not depend on them.
+TEST(SinglepointEndToEnd, FrequenciesFromTheLocusFile) {
+    ScratchDir dir;
+    const Family f1 = backcross({{true, "1"}, {false, "2"}, {true, "1", 2}});
+    const Family f2 = backcross({{true, "2"}, {false, "2", 2}, {true, "1"}, {false, "2"}});
+    dir.write("p.ped", pedigreeText("1", f1.members) + pedigreeText("2", f2.members));
+    dir.write("m.map", singleMarkerMap("D8"));
+    dir.write("d.dat", "2 0 0 5\n0 0.0 0.0 0\n1 2\n1 2\n0.9999 0.0001\n1\n0 1 1\n3 4\n0.1 0.2 0.3 0.4\n"
+                       "0 0\n0.1\n1 0.1 0.45\n");
+    const RunResult run = runProgram(
+        "varkel", {"--post", "--ped", "p.ped", "--map", "m.map", "--dat", "d.dat", "--freq", "u", "--singlepoint",
+                   "--byfamily"},
+        dir.path());
+    ASSERT_EQ(run.status, 0) << run.output;
+    EXPECT_TRUE(contains(run.output, "Warning: Pedigree file contains less alleles than defined in linkage data "
+                                     "file (analyzing anyway)\n"));
+    const std::vector<std::pair<int, int>> families{{f1.k, f1.r}, {f2.k, f2.r}};
+    expectBestRow(dir.read("varkel_singlepoint.out"), "D8", families);
+    expectFamilyLods(familyTable(dir.read("varkel_singlepoint_by_family.out"), "D8"),
+                     {{"1", families[0]}, {"2", families[1]}});
+    expectPlotsRender(dir);
+}
