@@ -488,3 +488,24 @@ TEST(SinglepointEndToEnd, FrequenciesFromTheLocusFile) {
                      {{"1", families[0]}, {"2", families[1]}});
     expectPlotsRender(dir);
 }
+
+// FASTLINK is built for at most 25 alleles: a user locus file giving the marker 30 makes
+// UNKNOWN fail, which ends the run with the framed error and no report.
+TEST(SinglepointEndToEnd, FailingFastlinkProgramStopsTheRun) {
+    ScratchDir dir;
+    dir.write("p.ped", pedigreeText("1", backcross({{true, "1"}, {false, "2"}}).members));
+    dir.write("m.map", singleMarkerMap("D8"));
+    std::string frequencies;
+    for (int i = 0; i < 30; ++i) frequencies += i < 29 ? "0.03 " : "0.13";
+    dir.write("d.dat", "2 0 0 5\n0 0.0 0.0 0\n1 2\n1 2\n0.9999 0.0001\n1\n0 1 1\n3 30\n" + frequencies +
+                           "\n0 0\n0.1\n1 0.1 0.45\n");
+    const RunResult run = runProgram(
+        "varkel", {"--post", "--ped", "p.ped", "--map", "m.map", "--dat", "d.dat", "--freq", "u", "--singlepoint"},
+        dir.path());
+    EXPECT_EQ(run.status, 255);
+    const std::string stars(66, '*');
+    EXPECT_TRUE(contains(run.output, "\n" + stars + "\nError in executing UNKNOWN: unknownvarkel\n\n"
+                                         "Something is wrong....\n" + stars + "\n\nAborting program!\n"))
+        << run.output;
+    EXPECT_FALSE(dir.exists("varkel_singlepoint.out"));
+}
