@@ -137,6 +137,13 @@ public:
     const std::string& getAlleleNewName() const { return alleleNewName; }
     void setAlleleNewName(const std::string& n) { alleleNewName = n; }
     void addCount(const std::string& group);
+    // Adds to all four counts at once (the catalogue build counts millions of copies).
+    void addCounts(int allCopies, int founderCopies, int maleCopies, int femaleCopies) {
+        all += allCopies;
+        founders += founderCopies;
+        males += maleCopies;
+        females += femaleCopies;
+    }
     int getAlleleCount(const std::string& group) const;
     // Founders with this allele in pedigrees without a trio, by phenotype value.
     void addAffectedSingleton() { ++affectedSingletons; }

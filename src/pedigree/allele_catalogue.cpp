@@ -13,8 +13,6 @@ namespace {
 
 const std::string kAll = "all";
 const std::string kFounders = "founders";
-const std::string kMales = "males";
-const std::string kFemales = "females";
 
 // The column index of a genotype key ("0", "1", ...), or -1 when the key is not the plain
 // decimal text of an index below markerCount (such a genotype is never looked up by index).
@@ -60,17 +58,12 @@ private:
                 entry->addAllele(allele);
             }
             // A hemizygous X-linked male carries one copy; founders still count both positions.
-            const bool countCopy = !(xlinked && male && k == 1);
-            if (countCopy) {
-                entry->addCount(male ? kMales : kFemales);
-                entry->addCount(kAll);
-                allele->addCount(male ? kMales : kFemales);
-                allele->addCount(kAll);
-            }
-            if (founder) {
-                entry->addCount(kFounders);
-                allele->addCount(kFounders);
-            }
+            const int copy = xlinked && male && k == 1 ? 0 : 1;
+            const int founderCopy = founder ? 1 : 0;
+            const int maleCopy = male ? copy : 0;
+            const int femaleCopy = male ? 0 : copy;
+            entry->addCounts(copy, founderCopy, maleCopy, femaleCopy);
+            allele->addCounts(copy, founderCopy, maleCopy, femaleCopy);
         }
     }
 

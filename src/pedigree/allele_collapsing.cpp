@@ -34,6 +34,7 @@ void changeSmallestAlleleToSecondSmallestAllelePedigreeRecursion(RBTree<Pedigree
 void Pedigrees::collapseAlleles() {
     std::cout << "(Collapsing alleles...)" << std::endl;
     createMarkerInfo();
+    bool merged = false;
     for (int m = 0; m < markerCount; ++m) {
         const std::string markerIndex = IntToString(m);
         const MarkerInfo* entry = markerInfo->find(markerIndex);
@@ -65,9 +66,12 @@ void Pedigrees::collapseAlleles() {
             const std::string from = smallest->getAlleleName();
             const std::string to = second->getAlleleName();
             changeSmallestAlleleToSecondSmallestAllelePedigreeRecursion(pedigrees, from, to, markerIndex);
+            merged = true;
             createMarkerInfo();
             entry = markerInfo->find(markerIndex);
         }
     }
-    createMarkerInfo();
+    // Without a merge the catalogue built above is already the final one (a full rebuild
+    // costs a walk over every genotype).
+    if (merged) createMarkerInfo();
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "driver/utilities.h"
+#include "pedigree/short_text.h"
 
 // ---------------------------------------------------------------- Genotype
 
@@ -101,7 +102,7 @@ void MarkerInfo::addAllele(Allele* allele) {
 
 Allele* MarkerInfo::getAlleleWithName(const std::string& name) const {
     for (Allele* allele : alleles)
-        if (allele->getAlleleName() == name) return allele;
+        if (sameShortText(allele->getAlleleName(), name)) return allele;
     return nullptr;
 }
 

@@ -38,6 +38,13 @@ public:
     ~MarkerInfo() override;
 
     void addCount(const std::string& type);
+    // Adds to all four totals at once (the catalogue build counts millions of copies).
+    void addCounts(int allCopies, int founderCopies, int maleCopies, int femaleCopies) {
+        totalAll += allCopies;
+        totalFounders += founderCopies;
+        totalMales += maleCopies;
+        totalFemales += femaleCopies;
+    }
     int getTotal(const std::string& type) const;
     void addAllele(Allele* allele);
     Allele* getAlleleWithName(const std::string& name) const;

@@ -9,6 +9,7 @@
 
 #include "input/marker_map.h"
 #include "model/pedigrees.h"
+#include "pedigree/short_text.h"
 
 namespace {
 
@@ -20,8 +21,12 @@ public:
 
     // The genotype with this key, or null; keys asked for must not decrease.
     const Marker* seek(const std::string& key) {
-        while (current && current->key < key) current = successor(current);
-        return current && current->key == key ? current : nullptr;
+        for (; current; current = successor(current)) {
+            const int order = compareShortText(current->key, key);
+            if (order == 0) return current;
+            if (order > 0) return nullptr;
+        }
+        return nullptr;
     }
 
 private:
@@ -97,6 +102,8 @@ bool isConcistent(const std::vector<AllelePair>& genotypes, const AlleleSet& kno
     return true;
 }
 
+bool isUntypedAllele(const std::string& allele) { return allele.size() == 1 && allele[0] == '0'; }
+
 std::string genotypeText(const Marker* genotype) {
     return genotype ? genotype->getAllele(0) + "/" + genotype->getAllele(1) : "0/0";
 }
@@ -151,7 +158,7 @@ private:
         const std::string& c1 = genotype->getAllele(0);
         const std::string& c2 = genotype->getAllele(1);
         sibshipGenotypes.clear();
-        if ((c1 == "0") != (c2 == "0")) {
+        if (isUntypedAllele(c1) != isUntypedAllele(c2)) {
             report << "Pedigree " << *pedigreeId << " Child " << child->getPersonId() << " Marker "
                    << genotype->getIndex() << ", marker is halftyped\n";
             errorFound = true;
@@ -167,10 +174,10 @@ private:
         const std::string& c1 = marker->getAllele(0);
         const std::string& c2 = marker->getAllele(1);
         auto fromMother = [&](const std::string& c) {
-            return c == motherGenotype->getAllele(0) || c == motherGenotype->getAllele(1);
+            return sameShortText(c, motherGenotype->getAllele(0)) || sameShortText(c, motherGenotype->getAllele(1));
         };
         auto fromFather = [&](const std::string& c) {
-            return c == fatherGenotype->getAllele(0) || c == fatherGenotype->getAllele(1);
+            return sameShortText(c, fatherGenotype->getAllele(0)) || sameShortText(c, fatherGenotype->getAllele(1));
         };
         if ((fromMother(c1) && fromFather(c2)) || (fromMother(c2) && fromFather(c1))) return;
         writeBlock("Error: alleles not found from parents", genotypeText(fatherGenotype), genotypeText(motherGenotype),
