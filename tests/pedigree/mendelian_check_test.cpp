@@ -76,6 +76,11 @@ TEST(MendelianCheck, ChildrenAgainstTypedParentsAndTheReportFile) {
     EXPECT_FALSE(errors);
     EXPECT_EQ(cleanOutput, "(Checking Mendelian consistency...done)\n");
     EXPECT_EQ(dir.read("mendel.err"), expected);
+
+    // An unwritable report is announced; the errors are still reported.
+    const std::string unwritable = captureOutput([&] { errors = collection.writeMendelianErrors("missing/mendel.err"); });
+    EXPECT_TRUE(errors);
+    EXPECT_TRUE(contains(unwritable, "done)\nError: Unable to open missing/mendel.err for writing!\n"));
 }
 
 TEST(MendelianCheck, SibshipsWithUntypedParents) {

@@ -86,6 +86,11 @@ TEST(StructureCheck, BrokenPedigreeStopsTheOtherChecksAndWritesTheReport) {
     EXPECT_EQ(dir.read("family.err"),
               "\n#### Pedigree 7 ####\nError: pedigree contains less than 3 members\n"
               "\n#### Pedigree 7 ####\nError: mother id is 0 but father id is not\nFather 1 Mother 0\nChild 2\n");
+
+    // An unwritable report still fails the check.
+    const std::string unwritable = captureOutput([&] { errors = small.writeFamilyErrors("missing/family.err"); });
+    EXPECT_TRUE(errors);
+    EXPECT_TRUE(contains(unwritable, "\nError: Unable to open missing/family.err for writing!\n"));
 }
 
 TEST(StructureCheck, EveryParentReferenceErrorGetsItsBlock) {
