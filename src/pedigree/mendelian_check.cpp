@@ -189,15 +189,10 @@ private:
         const std::string& c2 = marker->getAllele(1);
         const std::string& p1 = parentGenotype->getAllele(0);
         const std::string& p2 = parentGenotype->getAllele(1);
-        // The typed parent is shown on the side its sex gives it.
-        const bool shownAsFather = parent->getSex() == "1";
-        const std::string shown = genotypeText(parentGenotype);
-        const std::string fatherText = shownAsFather ? shown : "0/0";
-        const std::string motherText = shownAsFather ? "0/0" : shown;
 
         sibshipGenotypes.emplace_back(&c1, &c2);
         if (c1 != p1 && c1 != p2 && c2 != p1 && c2 != p2)
-            writeBlock("Error: alleles not found from parent", fatherText, motherText, false);
+            writeOneParentBlock("Error: alleles not found from parent", parent, parentGenotype, false);
         alleleBound = 4;
         if (p1 == p2) {
             homozygoteAlleles.push_back(&p1);
@@ -218,9 +213,9 @@ private:
         addUnique(known, p1);
         addUnique(known, p2);
         if (!isConcistent(sibshipGenotypes, known))
-            writeBlock("Error: too many alleles found in childs LEVEL2 ", fatherText, motherText, true);
+            writeOneParentBlock("Error: too many alleles found in childs LEVEL2 ", parent, parentGenotype, true);
         if (alleleBound < static_cast<int>(sibshipAlleles.size()))
-            writeBlock("Error: too many alleles found in childs", fatherText, motherText, true);
+            writeOneParentBlock("Error: too many alleles found in childs", parent, parentGenotype, true);
         sibshipAlleles.clear();
         homozygoteAlleles.clear();
     }
@@ -268,6 +263,14 @@ private:
             }
             typedSiblings.emplace_back(siblings[i], genotype);
         }
+    }
+
+    // The typed parent is shown on the side its sex gives it, the other parent as untyped.
+    void writeOneParentBlock(const std::string& message, const Person* parent, const Marker* parentGenotype,
+                             bool withSiblings) {
+        const bool shownAsFather = parent->getSex() == "1";
+        const std::string shown = genotypeText(parentGenotype);
+        writeBlock(message, shownAsFather ? shown : "0/0", shownAsFather ? "0/0" : shown, withSiblings);
     }
 
     void writeBlock(const std::string& message, const std::string& fatherText, const std::string& motherText,
