@@ -46,35 +46,29 @@ public:
 
     // Inserts z keyed by its key; false (tree unchanged, caller keeps z) on a duplicate key.
     bool insert(T* z) {
-        T* freshNil = newNil();
         const bool empty = root->isNil();
         T* y = nullptr;
         T* x = root;
         while (!x->isNil()) {
-            if (z->key == x->key) {
-                delete freshNil;
-                return false;
-            }
+            if (z->key == x->key) return false;
             y = x;
             x = (z->key < x->key) ? x->left : x->right;
         }
+        // The nil leaf that z replaces becomes z's left leaf; only the right one is new.
+        T* replacedLeaf;
         if (empty) {
-            rootParent = freshNil;
+            rootParent = newNil();  // sentinel parent of the root
             z->parent = rootParent;
-            delete root;
+            replacedLeaf = root;  // the nil handed to the constructor, not yet coloured
+            replacedLeaf->colour = "black";
             root = z;
         } else {
-            delete freshNil;
             z->parent = y;
-            if (z->key < y->key) {
-                delete y->left;
-                y->left = z;
-            } else {
-                delete y->right;
-                y->right = z;
-            }
+            T*& side = (z->key < y->key) ? y->left : y->right;
+            replacedLeaf = side;
+            side = z;
         }
-        z->left = newNil();
+        z->left = replacedLeaf;
         z->right = newNil();
         z->left->parent = z;
         z->right->parent = z;

@@ -33,8 +33,11 @@ void changeSmallestAlleleToSecondSmallestAllelePedigreeRecursion(RBTree<Pedigree
 
 void Pedigrees::collapseAlleles() {
     std::cout << "(Collapsing alleles...)" << std::endl;
-    createMarkerInfo();
-    bool merged = false;
+    // The catalogue depends only on the genotypes, which change only when the pedigree file is
+    // read (its reader builds the catalogue) and in the merges below (each followed by a
+    // rebuild): a catalogue with an entry per marker is current, and rebuilding it would cost
+    // a walk over every genotype.
+    if (markerInfo->getCount() != markerCount) createMarkerInfo();
     for (int m = 0; m < markerCount; ++m) {
         const std::string markerIndex = IntToString(m);
         const MarkerInfo* entry = markerInfo->find(markerIndex);
@@ -66,12 +69,8 @@ void Pedigrees::collapseAlleles() {
             const std::string from = smallest->getAlleleName();
             const std::string to = second->getAlleleName();
             changeSmallestAlleleToSecondSmallestAllelePedigreeRecursion(pedigrees, from, to, markerIndex);
-            merged = true;
             createMarkerInfo();
             entry = markerInfo->find(markerIndex);
         }
     }
-    // Without a merge the catalogue built above is already the final one (a full rebuild
-    // costs a walk over every genotype).
-    if (merged) createMarkerInfo();
 }
