@@ -38,10 +38,7 @@ HrrPhenotype* Hrr::getHrrPhenotype(const std::string& name) const {
 }
 
 std::string Hrr::welcome() const {
-    const std::string rule(79, '-');
-    return rule + "\n" + "Program Varkel 1.9.6 -- 2011\n" + "(C) 2011 The Varkel authors\n" +
-           "Program for Linkage and Linkage Disequilibrium analysis\n" +
-           "Send problem reports to the Varkel maintainers\n" + rule + "\n";
+    return programBanner("Program for Linkage and Linkage Disequilibrium analysis");
 }
 
 bool Hrr::isSingletons(const MarkerInfo* markerInfo) {

@@ -203,3 +203,9 @@ std::vector<std::vector<std::string>> readFile(const std::string& name) {
     }
     return result;
 }
+
+std::string programBanner(const std::string& purposeLine) {
+    const std::string rule(79, '-');
+    return rule + "\n" + "Program Varkel " + varkelVersion + "\n" + "(C) 2011 The Varkel authors\n" + purposeLine + "\n" +
+           "Send problem reports to the Varkel maintainers\n" + rule + "\n";
+}

@@ -31,3 +31,9 @@ double pnorm(double z);
 double chipr(double x, int df);
 
 std::vector<std::vector<std::string>> readFile(const std::string& name);
+
+inline const std::string varkelVersion = "1.9.6 -- 2011";
+
+// The banner that opens the console output and every report; only its fourth line, which says
+// what the program or analysis is, differs between them.
+std::string programBanner(const std::string& purposeLine);

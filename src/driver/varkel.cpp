@@ -16,7 +16,6 @@
 
 namespace {
 
-const char* const versionText = "1.9.6 -- 2011";
 
 // The frequency type may be given as a word or as its letter; the rest of the system
 // works with the letter only. Empty for an unknown type.
@@ -54,15 +53,12 @@ Varkel::~Varkel() {
 }
 
 std::string Varkel::welcome() const {
-    const std::string rule(79, '-');
-    return rule + "\n" + "Program Varkel " + versionText + "\n" + "(C) 2011 The Varkel authors\n" +
-           "Linkage and/or Linkage Disequilibrium Analysis Package\n" +
-           "Send problem reports to the Varkel maintainers\n" + rule + "\n";
+    return programBanner("Linkage and/or Linkage Disequilibrium Analysis Package");
 }
 
 int Varkel::parse(int argc, char** argv) {
     try {
-        TCLAP::CmdLine cmd("See VARKEL documentation for full information!", ' ', versionText);
+        TCLAP::CmdLine cmd("See VARKEL documentation for full information!", ' ', varkelVersion);
         // Parse errors, --help and --version end the process; the exchange files must still
         // be removed first, so the library's exits are taken over below.
         cmd.setExceptionHandling(false);

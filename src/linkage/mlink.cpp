@@ -45,10 +45,7 @@ void MLink::clearHLods() {
 }
 
 std::string MLink::welcome() const {
-    const std::string rule(79, '-');
-    return rule + "\n" + "Program Varkel 1.9.6 -- 2011\n" + "(C) 2011 The Varkel authors\n" +
-           "Program for Linkage and Linkage Disequilibrium analysis\n" +
-           "Send problem reports to the Varkel maintainers\n" + rule + "\n";
+    return programBanner("Program for Linkage and Linkage Disequilibrium analysis");
 }
 
 static void printExternalError(const std::string& errorLine) {
