@@ -1,32 +1,21 @@
 #pragma once
-// Test access to the private state of MLink, and small builders of likelihood records.
+// Test access to MLink's private state, likelihood records built by hand, closed forms.
 
 #include <cmath>
-#include <map>
-#include <string>
-#include <utility>
-#include <vector>
+#include <cstdlib>
 
 #include "linkage/mlink.h"
 
 class MLinkTestAccess {
 public:
-    static void setMarkers(MLink& m, const std::vector<std::string>& markers, int current) {
-        m.markers = markers;
-        m.currentMarker = current;
-    }
+    static void setMarkers(MLink& m, const std::vector<std::string>& names) { m.markers = names; }
     static const std::vector<MLinkMarker*>& currentResults(const MLink& m) { return m.currentResults; }
-    static void setMode(MLink& m, const std::string& mode) { m.mode = mode; }
     // Hands one phenotype's marker records to the object (which takes ownership).
     static void addPhenotype(MLink& m, const std::string& phenotype, const std::vector<MLinkMarker*>& markers) {
         m.phenotypes.push_back(phenotype);
         m.results.push_back(markers);
     }
-    static const std::vector<std::vector<std::vector<std::vector<MLinkHLod*>>>>& grid(const MLink& m) {
-        return m.hlodGrid;
-    }
-    static const std::vector<std::string>& alphaNames(const MLink& m) { return m.alphaNames; }
-    static const std::vector<std::string>& hlodThetaNames(const MLink& m) { return m.hlodThetaNames; }
+    static const auto& grid(const MLink& m) { return m.hlodGrid; }  // [phenotype][marker][theta][alpha]
 };
 
 // Per-pedigree LODs at one theta, pedigree ids in file order.
@@ -58,10 +47,21 @@ inline std::vector<double> mlinkThetas() {
 }
 
 // LOD of a phase-unknown backcross-like family: one doubly informative parent, n children
-// of whom k agree with one phase and r = n - k with the other.
-inline double closedFormLod(double theta, int k, int r) {
-    const int n = k + r;
-    const double phase1 = std::pow(1.0 - theta, k) * std::pow(theta, r);
-    const double phase2 = std::pow(theta, k) * std::pow(1.0 - theta, r);
-    return std::log10((phase1 + phase2) / 2.0 / std::pow(0.5, n));
+// of whom k agree with one phase and r = n - k with the other (-inf at theta 0 when r, k > 0).
+inline double closedFormLod(double t, int k, int r) {
+    const double phases = std::pow(1 - t, k) * std::pow(t, r) + std::pow(t, k) * std::pow(1 - t, r);
+    return std::log10(phases / 2 / std::pow(0.5, k + r));
+}
+
+// Heterogeneity LOD: the sum over pedigrees of log10(alpha 10^LOD + 1 - alpha).
+inline double admixtureLod(const std::vector<double>& lods, double alpha) {
+    double sum = 0.0;
+    for (double lod : lods) sum += std::log10(alpha * std::pow(10.0, lod) + 1.0 - alpha);
+    return sum;
+}
+
+inline bool rendersInGhostscript(const std::string& file) {
+    const std::string command =
+        "gs -q -dSAFER -dBATCH -dNOPAUSE -sDEVICE=nullpage '" + file + "' >/dev/null 2>&1 </dev/null";
+    return std::system(command.c_str()) == 0;
 }
