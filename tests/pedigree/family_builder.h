@@ -1,6 +1,5 @@
 #pragma once
-// In-memory pedigrees for the catalogue and check tests: persons with their genotypes,
-// and a marker map read from a small map file so that marker counts and names are set.
+// In-memory pedigrees for the pedigree tests, and a marker map that sets marker count and names.
 
 #include <string>
 #include <utility>
@@ -11,24 +10,24 @@
 
 namespace family_builder {
 
-using Genotypes = std::vector<std::pair<std::string, std::string>>;
+// A person; genotypes[i] is marker i, "0"/"0" untyped.
+struct Row {
+    std::string id, father, mother, sex;
+    std::vector<std::pair<std::string, std::string>> genotypes = {};
+};
 
-// Adds a person (and its pedigree when new); genotypes[i] is marker i, "0"/"0" untyped.
-inline Person* addPerson(Pedigrees& collection, const std::string& pedigreeId, const std::string& id,
-                         const std::string& father, const std::string& mother, const std::string& sex,
-                         const Genotypes& genotypes = {}) {
+// Adds the persons to the pedigree (created when new) and returns the pedigree.
+inline Pedigree* addPersons(Pedigrees& collection, const std::string& pedigreeId, const std::vector<Row>& rows) {
     Pedigree* pedigree = collection.getPedigrees()->find(pedigreeId);
-    if (!pedigree) {
-        pedigree = new Pedigree(pedigreeId);
-        collection.getPedigrees()->insert(pedigree);
+    if (!pedigree) collection.getPedigrees()->insert(pedigree = new Pedigree(pedigreeId));
+    for (const Row& r : rows) {
+        auto* person = new Person(pedigreeId, r.id, r.father, r.mother, r.sex);
+        for (size_t i = 0; i < r.genotypes.size(); ++i)
+            if (r.genotypes[i] != std::make_pair(std::string("0"), std::string("0")))
+                person->addMarker(new Marker(std::to_string(i), r.genotypes[i].first, r.genotypes[i].second, true));
+        pedigree->addPerson(person);
     }
-    auto* person = new Person(pedigreeId, id, father, mother, sex);
-    for (size_t i = 0; i < genotypes.size(); ++i) {
-        if (genotypes[i].first == "0" && genotypes[i].second == "0") continue;
-        person->addMarker(new Marker(std::to_string(i), genotypes[i].first, genotypes[i].second, true));
-    }
-    pedigree->addPerson(person);
-    return person;
+    return pedigree;
 }
 
 // Reads a Haldane map of markers D1S1, D1S2, ... (count of them) in the scratch directory.
