@@ -7,11 +7,15 @@
 #include <string>
 #include <string_view>
 
+#include "pedigree/short_text.h"  // the byte-wise key order, compared inline
+
 template <class T>
 class Object {
 public:
-    Object() : key("NIL") {}
-    explicit Object(std::string k) : key(std::move(k)) {}
+    // A nil leaf is black from the start; an element enters its tree red. Colouring at
+    // construction spares the tree a string assignment for every element and leaf.
+    Object() : key("NIL"), colour("black") {}
+    explicit Object(std::string k) : key(std::move(k)), colour("red") {}
     virtual ~Object() {
         delete left;
         delete right;
@@ -19,9 +23,9 @@ public:
     Object(const Object&) = delete;
     Object& operator=(const Object&) = delete;
 
-    // Tested on every step of every walk: compare as a view so the length check comes first
-    // and no strlen is needed.
-    bool isNil() const { return std::string_view(key) == std::string_view("NIL", 3); }
+    // Tested on every step of every walk, where most keys have three characters too:
+    // compared character by character, inline, rather than through a memcmp call.
+    bool isNil() const { return key.size() == 3 && key[0] == 'N' && key[1] == 'I' && key[2] == 'L'; }
 
     std::string key;
     std::string colour;
@@ -49,22 +53,23 @@ public:
         const bool empty = root->isNil();
         T* y = nullptr;
         T* x = root;
+        int order = 0;  // of z's key against y's
         while (!x->isNil()) {
-            if (z->key == x->key) return false;
+            order = compareShortText(z->key, x->key);
+            if (order == 0) return false;
             y = x;
-            x = (z->key < x->key) ? x->left : x->right;
+            x = order < 0 ? x->left : x->right;
         }
         // The nil leaf that z replaces becomes z's left leaf; only the right one is new.
         T* replacedLeaf;
         if (empty) {
             rootParent = newNil();  // sentinel parent of the root
             z->parent = rootParent;
-            replacedLeaf = root;  // the nil handed to the constructor, not yet coloured
-            replacedLeaf->colour = "black";
+            replacedLeaf = root;  // the nil handed to the constructor
             root = z;
         } else {
             z->parent = y;
-            T*& side = (z->key < y->key) ? y->left : y->right;
+            T*& side = order < 0 ? y->left : y->right;
             replacedLeaf = side;
             side = z;
         }
@@ -72,7 +77,7 @@ public:
         z->right = newNil();
         z->left->parent = z;
         z->right->parent = z;
-        z->colour = "red";
+        if (!isRed(z)) paint(z, red);  // elements are constructed red; any other is repainted
         insertFixup(z);
         ++count;
         return true;
@@ -81,8 +86,9 @@ public:
     T* find(const std::string& k) const {
         T* x = root;
         while (!x->isNil()) {
-            if (k == x->key) return x;
-            x = (k < x->key) ? x->left : x->right;
+            const int order = compareShortText(k, x->key);
+            if (order == 0) return x;
+            x = order < 0 ? x->left : x->right;
         }
         return nullptr;
     }
@@ -96,12 +102,13 @@ public:
     void forEach(F&& visit) const { walk(root, visit); }
 
 private:
-    static T* newNil() {
-        T* nil = new T();
-        nil->colour = "black";
-        return nil;
-    }
+    static T* newNil() { return new T(); }
     static bool isRed(const T* n) { return n && std::string_view(n->colour) == std::string_view("red", 3); }
+    // Colours are copied from these: a string-to-string copy costs a fraction of assigning a
+    // literal, which goes through the library's general replace.
+    static inline const std::string red = "red";
+    static inline const std::string black = "black";
+    static void paint(T* n, const std::string& colour) { n->colour = colour; }
 
     template <class F>
     static void walk(T* node, F& visit) {
@@ -144,9 +151,9 @@ private:
             if (p == g->left) {
                 T* uncle = g->right;
                 if (isRed(uncle)) {
-                    p->colour = "black";
-                    uncle->colour = "black";
-                    g->colour = "red";
+                    paint(p, black);
+                    paint(uncle, black);
+                    paint(g, red);
                     z = g;
                 } else {
                     if (z == p->right) {
@@ -155,16 +162,16 @@ private:
                         p = z->parent;
                         g = p->parent;
                     }
-                    p->colour = "black";
-                    g->colour = "red";
+                    paint(p, black);
+                    paint(g, red);
                     rotateRight(g);
                 }
             } else {
                 T* uncle = g->left;
                 if (isRed(uncle)) {
-                    p->colour = "black";
-                    uncle->colour = "black";
-                    g->colour = "red";
+                    paint(p, black);
+                    paint(uncle, black);
+                    paint(g, red);
                     z = g;
                 } else {
                     if (z == p->left) {
@@ -173,13 +180,13 @@ private:
                         p = z->parent;
                         g = p->parent;
                     }
-                    p->colour = "black";
-                    g->colour = "red";
+                    paint(p, black);
+                    paint(g, red);
                     rotateLeft(g);
                 }
             }
         }
-        root->colour = "black";
+        if (isRed(root)) paint(root, black);
     }
 
     std::string name;
