@@ -180,7 +180,6 @@ int Pedigrees::readPedigreeFile(const std::string& fileName) {
     int line = 0;
     Pedigree* previousPedigree = nullptr;
     std::string previousPedigreeId;
-    std::string allele1, allele2;
     for (;;) {
         std::string_view fixed[9];
         const int fixedCount = postMakeped ? 9 : 5;
@@ -231,9 +230,7 @@ int Pedigrees::readPedigreeFile(const std::string& fileName) {
                 return 0;
             }
             if (isMissingAllele(a) || isMissingAllele(b)) continue;
-            allele1.assign(a);
-            allele2.assign(b);
-            Marker* genotype = new Marker(indexText[static_cast<size_t>(i)], allele1, allele2, true);
+            Marker* genotype = new Marker(indexText[static_cast<size_t>(i)], a, b);
             if (!person->addMarker(genotype)) {
                 failed() << "Duplicate marker at line: " << line << " markerid: " << i << " allele1: " << a
                          << " allele2: " << b << std::endl;

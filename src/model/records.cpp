@@ -18,6 +18,9 @@ Marker::Marker(const std::string& key, const std::string& a, const std::string& 
     }
 }
 
+Marker::Marker(const std::string& index, std::string_view a, std::string_view b)
+    : Object<Marker>(index), allele1(a), allele2(b), index(index) {}
+
 double Marker::getPosition() const { return std::strtod(position.c_str(), nullptr); }
 
 Person::Person(const std::string& pedigreeId, const std::string& personId, const std::string& fatherId,

@@ -3,6 +3,8 @@
 // and catalogue alleles. Identifiers and values stay the strings read from the files.
 
 #include <string>
+#include <string_view>
+
 #include "model/rbtree.h"
 
 class Phenotype : public Object<Phenotype> {
@@ -23,6 +25,9 @@ class Marker : public Object<Marker> {
 public:
     Marker() = default;
     Marker(const std::string& key, const std::string& a, const std::string& b, bool isGenotype);
+    // A genotype made straight from the alleles' text in a file buffer: millions are read,
+    // and building each string once in place avoids a temporary and a reassignment apiece.
+    Marker(const std::string& index, std::string_view a, std::string_view b);
     const std::string& getName() const { return name; }
     void setName(const std::string& n) { name = n; }
     const std::string& getAllele(int i) const { return i == 0 ? allele1 : allele2; }
