@@ -1,6 +1,84 @@
 #include "model/records.h"
 
 #include <cstdlib>
+#include <new>
+
+#if VARKEL_POOLED_RECORDS
+namespace {
+
+// Marker storage: slots cut in turn from large chunks, freed slots kept on a list for reuse,
+// and all chunks released together once the last Marker is gone. The program has one thread.
+class MarkerPool {
+public:
+    void* allocate() {
+        ++live;
+        if (freeSlots) {
+            Link* slot = freeSlots;
+            freeSlots = slot->next;
+            return slot;
+        }
+        if (unused == end) addChunk();
+        void* slot = unused;
+        unused += kSlotSize;
+        return slot;
+    }
+
+    void release(void* storage) {
+        Link* slot = static_cast<Link*>(storage);
+        slot->next = freeSlots;
+        freeSlots = slot;
+        if (--live == 0) releaseChunks();
+    }
+
+private:
+    struct Link {
+        Link* next;
+    };
+    static constexpr std::size_t kSlotSize = sizeof(Marker);
+    static constexpr std::size_t kSlotsPerChunk = 4096;
+    static_assert(kSlotSize >= sizeof(Link) && kSlotSize % alignof(Link) == 0, "a slot must hold a link");
+
+    // The first slot of each chunk links it to the chunk made before.
+    void addChunk() {
+        char* chunk = static_cast<char*>(::operator new(kSlotSize * kSlotsPerChunk));
+        reinterpret_cast<Link*>(chunk)->next = chunks;
+        chunks = reinterpret_cast<Link*>(chunk);
+        unused = chunk + kSlotSize;
+        end = chunk + kSlotSize * kSlotsPerChunk;
+    }
+
+    void releaseChunks() {
+        while (chunks) {
+            Link* previous = chunks->next;
+            ::operator delete(chunks);
+            chunks = previous;
+        }
+        freeSlots = nullptr;
+        unused = end = nullptr;
+    }
+
+    Link* chunks = nullptr;
+    Link* freeSlots = nullptr;
+    char* unused = nullptr;  // the rest of the newest chunk
+    char* end = nullptr;
+    std::size_t live = 0;
+};
+
+// Trivially destructible, so that no Marker can outlive it at program exit.
+MarkerPool markerPool;
+
+}  // namespace
+
+// A class derived from Marker has blocks of another size: those go to the general allocator.
+void* Marker::operator new(std::size_t size) {
+    return size == sizeof(Marker) ? markerPool.allocate() : ::operator new(size);
+}
+
+void Marker::operator delete(void* storage, std::size_t size) noexcept {
+    if (size == sizeof(Marker)) markerPool.release(storage);
+    else ::operator delete(storage);
+}
+#endif
 
 Phenotype::Phenotype(const std::string& name, const std::string& value)
     : Object<Phenotype>(name), name(name), value(value) {}

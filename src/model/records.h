@@ -2,10 +2,24 @@
 // Records read from the input: pedigrees, persons, phenotypes, genotypes / map markers,
 // and catalogue alleles. Identifiers and values stay the strings read from the files.
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
 #include "model/rbtree.h"
+
+// Genotype records come from a pool of their own, except under AddressSanitizer: there every
+// record stays a heap block of its own, so that a use after free or an overrun is still seen.
+#if defined(__SANITIZE_ADDRESS__)
+#define VARKEL_POOLED_RECORDS 0
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define VARKEL_POOLED_RECORDS 0
+#endif
+#endif
+#ifndef VARKEL_POOLED_RECORDS
+#define VARKEL_POOLED_RECORDS 1
+#endif
 
 class Phenotype : public Object<Phenotype> {
 public:
@@ -41,6 +55,14 @@ public:
     void setPhysicalPosition(const std::string& p) { physicalPosition = p; }
     const std::string& getIndex() const { return index; }
     void setIndex(const std::string& i) { index = i; }
+
+#if VARKEL_POOLED_RECORDS
+    // Every typed genotype and every nil leaf of a marker tree is a Marker: millions of
+    // same-sized blocks that live until the data go. The pool hands them out without the
+    // general allocator's per-block bookkeeping and returns its memory in a few large pieces.
+    static void* operator new(std::size_t size);
+    static void operator delete(void* storage, std::size_t size) noexcept;
+#endif
 
 private:
     std::string name;
