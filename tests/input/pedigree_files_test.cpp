@@ -1,0 +1,157 @@
+// Pedigree file reader (column arithmetic against the map, genotype coding, failures), the
+// phenotype file and the only-markers file.
+
+#include "input/marker_map.h"
+#include "input_helpers.h"
+
+using namespace input_tests;
+
+namespace {
+
+const char* twoMarkers = "CHROMOSOME HALDANE NAME\n1 0.0 M1\n1 10.0 M2\n";
+// Father 1/2 3/4, mother 1/1 3/3, affected son 1/1 3/4.
+const std::string trio = "1 1 0 0 1 1  1 2  3 4\n1 2 0 0 2 1  1 1  3 3\n1 3 1 2 1 2  1 1  3 4\n";
+
+// Reads the map and the pedigree file, with the columns given, in a scratch working directory.
+Outcome readPedigree(Pedigrees& p, const std::string& map, const std::string& pedigree, bool liability = false,
+                     bool postMakeped = false) {
+    ScratchDir dir;
+    InDirectory here(dir.path());
+    p.setAffectionColumn(true);
+    p.setLiabilityColumn(liability);
+    p.setPostMakeped(postMakeped);
+    dir.write("test.map", map);
+    dir.write("test.ped", pedigree);
+    return attempt([&] { return p.readMapFile("test.map") && p.readPedigreeFile("test.ped"); });
+}
+
+Outcome readFresh(const std::string& pedigree, bool liability) {
+    Pedigrees p;
+    return readPedigree(p, twoMarkers, pedigree, liability);
+}
+
+// Reads two trios (pedigrees 1 and 2, three markers), then the phenotype ("phen") or
+// only-markers file of the given content.
+Outcome afterTwoTrios(Pedigrees& p, const std::string& kind, const std::string& content) {
+    const std::string trios = "1 1 0 0 1 1  1 2  3 4  1 1\n1 2 0 0 2 1  1 1  3 3  1 2\n1 3 1 2 1 2  1 1  3 4  1 1\n"
+                              "2 1 0 0 1 1  1 2  3 4  1 1\n2 2 0 0 2 1  1 1  3 3  1 2\n2 3 1 2 1 2  1 1  3 4  1 2\n";
+    if (readPedigree(p, "CHROMOSOME HALDANE NAME\n1 0.0 M1\n1 10.0 M2\n1 20.0 M3\n", trios).result != 1) return {};
+    ScratchDir dir;
+    dir.write("x", content);
+    const std::string file = dir.file("x");
+    return attempt([&] { return kind == "phen" ? p.readPhenotypeFile(file) : p.readOnlyMarkersFile(file); });
+}
+
+}  // namespace
+
+TEST(PedigreeReader, ColumnCountsAllowForLiabilityAndTailColumns) {
+    const struct {
+        bool liability, postMakeped;
+        std::string pedigree, note;
+    } cases[] = {
+        {false, false, trio, ""},
+        {true, false, "1 1 0 0 1 1 2  1 2  3 4\n1 2 0 0 2 1 x  1 1  3 3\n1 3 1 2 1 2 1  1 1  3 4\n", ""},
+        {false, true,
+         "1 1 0 0 3 0 0 1 1 1  1 2  3 4  Ped: f1 Per: a\n1 2 0 0 3 0 0 2 0 1  1 1  3 3  Ped: f1 Per: b\n"
+         "1 3 1 2 0 0 0 1 0 2  1 1  3 4  Ped: f1 Per: c\n",
+         "MAKEPED"},
+        {false, false,
+         "1 1 0 0 1 1  1 2  3 4  0 0 0 0 1 orig\n1 2 0 0 2 1  1 1  3 3  0 0 0 0 1 orig\n"
+         "1 3 1 2 1 2  1 1  3 4  0 0 0 0 1 orig\n",
+         "SLINK"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.pedigree);
+        Pedigrees p;
+        const Outcome r = readPedigree(p, twoMarkers, c.pedigree, c.liability, c.postMakeped);
+        ASSERT_EQ(r.result, 1) << r.out;
+        EXPECT_EQ(contains(r.out, "contains " + c.note + " extra columns at the end...ignoring them)\n"),
+                  !c.note.empty());
+        const Person* son = person(p, "1", "3");
+        ASSERT_NE(son, nullptr);
+        EXPECT_EQ(son->getFatherId(), "1");
+        EXPECT_EQ(son->getPhenotype("DISEASE_LOCUS")->getValue(), "2");
+        EXPECT_EQ(son->getMarker("1")->getAllele(1), "4");
+        EXPECT_EQ(son->getMarker("2"), nullptr);
+        const Phenotype* liability = person(p, "1", "1")->getPhenotype("LIABILITY_CLASS");
+        EXPECT_EQ(liability ? liability->getValue() : "none", c.liability ? "2" : "none");
+        EXPECT_EQ(person(p, "1", "2")->getPhenotype("LIABILITY_CLASS"), nullptr);  // "x" or no column
+    }
+}
+
+TEST(PedigreeReader, MissingGenotypesAndAffectionAreUnknown) {
+    Pedigrees p;
+    const Outcome r =
+        readPedigree(p, twoMarkers, "7 1 0 0 1 0  0 0  12 4\n7 2 0 0 2 -9  - 3  3 3\n7 3 1 2 1 2  2 .  12 3\n");
+    ASSERT_EQ(r.result, 1) << r.out;
+    for (const char* id : {"1", "2", "3"}) EXPECT_EQ(person(p, "7", id)->getMarker("0"), nullptr) << id;
+    EXPECT_EQ(person(p, "7", "1")->getMarker("1")->getAllele(0), "12");
+    EXPECT_EQ(person(p, "7", "1")->getPhenotype("DISEASE_LOCUS"), nullptr);
+    EXPECT_EQ(person(p, "7", "2")->getPhenotype("DISEASE_LOCUS"), nullptr);
+}
+
+TEST(PedigreeReader, FailuresNameTheFault) {
+    const std::string badFormat = " *** Problem with pedigree file format? ***\n";
+    expectFailures(
+        {{"1 1 0 0 1 1  1 2  3 4  1 1\n1 2 0 0 2 1  1 1  3 3  1 2\n1 3 1 2 1 2  1 1  3 4  1 1\n",
+          "Pedigree file contains 3 marker(s) and mapfile claims 2\n"},
+         {"1 1 0 0 1 1  1 2  3 4\n1 2 0 0 2 1  1 1  3\n1 3 1 2 1 2  1 1  3 4\n",
+          "Unable to read pedigree file that hasn't a standard column count\n"},
+         {"7 1 0 0 1 1  1 1  3 4\n7 2 0 0 2 1  1 2  3 3\n7 3 1 2 1 2  2 1  1 0\n",
+          "Pedigree 7 Person 3 halftyped (1/0) at marker_index: 1, line 3\n" + badFormat},
+         {"1 1 0 0 1 1  1 2  3 4\n1 2 0 0 0 1  1 1  3 3\n1 3 1 2 1 2  1 1  3 4\n",
+          "Unknown gender status: Pedigree: 1 Person: 2 sex: 0\n"},
+         {trio + "2 1 0 0 1 1  1 2  3 4\n1 2 0 0 2 1  1 1  3 3\n",
+          "Duplicate person at line: 5 personid: 2\n" + badFormat}},
+        [](const std::string& content) { return readFresh(content, false); });
+    expectFailures({{"1 1 0 0 1 1 1  1 2  3 4\n1 2 0 0 2 1 0  1 1  3 3\n1 3 1 2 1 2 1  1 1  3 4\n",
+                     "Liability class can't be 0 at line: 2\n"}},
+                   [](const std::string& content) { return readFresh(content, true); });
+}
+
+TEST(PhenotypeFile, ValuesAreAddedUnderTheHeaderNames) {
+    Pedigrees p;
+    const Outcome r = afterTwoTrios(p, "phen", "2 age bmi rest ignored\n1 1 54 27.5\n1 2 0 x  1 3 12 .\n2 3 - 19.25\n");
+    ASSERT_EQ(r.result, 1) << r.out;  // records are a stream of fields: two share the third line
+    EXPECT_EQ(p.getPhenotypeNames(), (std::vector<std::string>{"DISEASE_LOCUS", "age", "bmi"}));
+    EXPECT_EQ(person(p, "1", "1")->getPhenotype("bmi")->getValue(), "27.5");
+    EXPECT_EQ(person(p, "1", "2")->getPhenotype("age"), nullptr);  // 0 is unknown
+    EXPECT_EQ(person(p, "1", "2")->getPhenotype("bmi"), nullptr);  // so is x
+    EXPECT_EQ(person(p, "1", "3")->getPhenotype("age")->getValue(), "12");
+    EXPECT_EQ(person(p, "2", "3")->getPhenotype("bmi")->getValue(), "19.25");
+
+    expectFailures(
+        {{"2 age DISEASE_LOCUS\n1 1 3 4\n", "duplicate phenotypename: DISEASE_LOCUS at phenotypecolumn: 2\n"},
+         {"3 age bmi age\n1 1 3 4 5\n", "duplicate phenotypename: age at phenotypecolumn: 3\n"},
+         {"0 age\n", "Number of phenotypes:0 ...check your files!\n"},
+         {"2 age bmi\n1 1 3 4\n1 2 5 6\n2 1 7\n", "Value for Phenotype: bmi not found at line: 3\n"},  // short last
+         {"1 age\n1 1 3\n9 1 4\n",
+          "Pedigree not found for phenotype at line: 2 Pedigree 9 Person 1 does not match with pedigree file!\n"},
+         {"1 age\n2 4 3\n",
+          "Pedigree found, but not person at line: 1 Pedigree 2 Person 4 does not match with pedigree file!\n"},
+         {"1 age\n1 2 3\n1 2 4\n", "Duplicate phenotype at line: 2 name: age Pedigree 1 Person 2\n"}},
+        [](const std::string& content) {
+            Pedigrees fresh;
+            return afterTwoTrios(fresh, "phen", content);
+        });
+}
+
+TEST(OnlyMarkersFile, ListedMarkersTakeTheFilesPositionsInOrder) {
+    Pedigrees p;
+    const Outcome r = afterTwoTrios(p, "only", "2 3.5 M3 rest ignored\n2 3.5 M1\n");  // equal is in order
+    ASSERT_EQ(r.result, 1) << r.out;
+    EXPECT_EQ(p.getOnlyMarkers(), (std::vector<std::string>{"M3", "M1"}));
+    const MarkerMap* map = p.getMarkerMap();
+    EXPECT_EQ(map->getMarkerWithName("M3")->getPositionText(), "3.5");
+    EXPECT_EQ(map->getMarkerWithName("M3")->getChromosome(), "2");
+    EXPECT_DOUBLE_EQ(map->getMarkerWithName("M1")->getPosition(), 3.5);
+    EXPECT_DOUBLE_EQ(map->getMarkerWithName("M2")->getPosition(), 10.0);  // not listed
+
+    expectFailures({{"1 10.0 M2\n1 5.0 M1\n", "Error: Marker position must be linear\n"},
+                    {"1 0.0 M1\n1 2.0 M9\n", "Error: Marker M9 not found \n"},
+                    {"1 M1 0.0\n", "Error: onlymarkers file not correct \n"}},  // name and position swapped
+                   [](const std::string& content) {
+                       Pedigrees fresh;
+                       return afterTwoTrios(fresh, "only", content);
+                   });
+}
