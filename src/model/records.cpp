@@ -90,16 +90,29 @@ Marker::Marker(const std::string& key, const std::string& a, const std::string& 
         allele1 = a;
         allele2 = b;
     } else {
-        name = key;
-        chromosome = a;
-        position = b;
+        setName(key);
+        setChromosome(a);
+        setPosition(b);
     }
 }
 
 Marker::Marker(const std::string& index, std::string_view a, std::string_view b)
     : Object<Marker>(index), allele1(a), allele2(b), index(index) {}
 
-double Marker::getPosition() const { return std::strtod(position.c_str(), nullptr); }
+double Marker::getPosition() const { return std::strtod(getPositionText().c_str(), nullptr); }
+
+const std::string& Marker::mapText(std::string MapFields::*field) const {
+    static const std::string none;
+    return map ? (*map).*field : none;
+}
+
+void Marker::setMapText(std::string MapFields::*field, const std::string& value) {
+    if (!map) {
+        if (value.empty()) return;  // an absent field reads empty already
+        map = std::make_unique<MapFields>();
+    }
+    (*map).*field = value;
+}
 
 Person::Person(const std::string& pedigreeId, const std::string& personId, const std::string& fatherId,
                const std::string& motherId, const std::string& sex)

@@ -3,6 +3,7 @@
 // and catalogue alleles. Identifiers and values stay the strings read from the files.
 
 #include <cstddef>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -42,17 +43,17 @@ public:
     // A genotype made straight from the alleles' text in a file buffer: millions are read,
     // and building each string once in place avoids a temporary and a reassignment apiece.
     Marker(const std::string& index, std::string_view a, std::string_view b);
-    const std::string& getName() const { return name; }
-    void setName(const std::string& n) { name = n; }
+    const std::string& getName() const { return mapText(&MapFields::name); }
+    void setName(const std::string& n) { setMapText(&MapFields::name, n); }
     const std::string& getAllele(int i) const { return i == 0 ? allele1 : allele2; }
     void setAllele(int i, const std::string& a) { (i == 0 ? allele1 : allele2) = a; }
-    const std::string& getChromosome() const { return chromosome; }
-    void setChromosome(const std::string& c) { chromosome = c; }
+    const std::string& getChromosome() const { return mapText(&MapFields::chromosome); }
+    void setChromosome(const std::string& c) { setMapText(&MapFields::chromosome, c); }
     double getPosition() const;
-    const std::string& getPositionText() const { return position; }
-    void setPosition(const std::string& p) { position = p; }
-    const std::string& getPhysicalPosition() const { return physicalPosition; }
-    void setPhysicalPosition(const std::string& p) { physicalPosition = p; }
+    const std::string& getPositionText() const { return mapText(&MapFields::position); }
+    void setPosition(const std::string& p) { setMapText(&MapFields::position, p); }
+    const std::string& getPhysicalPosition() const { return mapText(&MapFields::physicalPosition); }
+    void setPhysicalPosition(const std::string& p) { setMapText(&MapFields::physicalPosition, p); }
     const std::string& getIndex() const { return index; }
     void setIndex(const std::string& i) { index = i; }
 
@@ -65,13 +66,18 @@ public:
 #endif
 
 private:
-    std::string name;
+    // What only a marker of the map has. Genotypes and nil leaves, two records per typed
+    // genotype, never set it; held inline it would be two fifths of every record.
+    struct MapFields {
+        std::string name, chromosome, position, physicalPosition;
+    };
+    const std::string& mapText(std::string MapFields::*field) const;
+    void setMapText(std::string MapFields::*field, const std::string& value);
+
     std::string allele1;
     std::string allele2;
-    std::string chromosome;
-    std::string position;
-    std::string physicalPosition;
     std::string index;
+    std::unique_ptr<MapFields> map;  // null while every map field is empty
 };
 
 class Person : public Object<Person> {
