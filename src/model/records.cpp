@@ -11,15 +11,15 @@ namespace {
 class MarkerPool {
 public:
     void* allocate() {
-        ++live;
-        if (freeSlots) {
-            Link* slot = freeSlots;
-            freeSlots = slot->next;
-            return slot;
+        void* slot = freeSlots;
+        if (slot) {
+            freeSlots = freeSlots->next;
+        } else {
+            if (unused == end) addChunk();  // may throw std::bad_alloc, leaving the pool as it was
+            slot = unused;
+            unused += kSlotSize;
         }
-        if (unused == end) addChunk();
-        void* slot = unused;
-        unused += kSlotSize;
+        ++live;
         return slot;
     }
 
@@ -64,7 +64,7 @@ private:
     std::size_t live = 0;
 };
 
-// Trivially destructible, so that no Marker can outlive it at program exit.
+// No destructor: a Marker destroyed late in the program's exit still finds its pool intact.
 MarkerPool markerPool;
 
 }  // namespace

@@ -9,7 +9,7 @@
 
 #include "model/rbtree.h"
 
-// Genotype records come from a pool of their own, except under AddressSanitizer: there every
+// Marker records come from a pool of their own, except under AddressSanitizer: there every
 // record stays a heap block of its own, so that a use after free or an overrun is still seen.
 #if defined(__SANITIZE_ADDRESS__)
 #define VARKEL_POOLED_RECORDS 0
