@@ -10,24 +10,6 @@
 
 namespace {
 
-RBTree<Phenotype>* copyPhenotypes(const Person* source, const std::string& treeName) {
-    auto* copy = new RBTree<Phenotype>(new Phenotype(), treeName);
-    source->getPhenotypeTree()->forEach(
-        [&](const Phenotype* p) { copy->insert(new Phenotype(p->getName(), p->getValue())); });
-    return copy;
-}
-
-RBTree<Marker>* copyMarkers(const Person* source, const std::string& treeName) {
-    auto* copy = new RBTree<Marker>(new Marker(), treeName);
-    source->getMarkerTree()->forEach([&](const Marker* m) {
-        auto* genotype = new Marker(m->key, m->getAllele(0), m->getAllele(1), true);
-        genotype->setIndex(m->getIndex());
-        genotype->setName(m->getName());
-        copy->insert(genotype);
-    });
-    return copy;
-}
-
 // A new person of a trio with deep copies of the source person's records.
 Person* copyTrioMember(const Person* source, const std::string& personId, const std::string& fatherId,
                        const std::string& motherId, const std::string& firstOffspring,
@@ -37,8 +19,8 @@ Person* copyTrioMember(const Person* source, const std::string& personId, const 
     person->setNMSID("0");
     person->setNPSID("0");
     person->setProbandStatus(probandStatus);
-    person->addPhenotypes(copyPhenotypes(source, personId));
-    person->addMarkers(copyMarkers(source, personId));
+    person->addPhenotypes(copyPhenotypeTree(source->getPhenotypeTree(), personId));
+    person->addMarkers(copyMarkerTree(source->getMarkerTree(), personId));
     return person;
 }
 

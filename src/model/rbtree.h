@@ -7,15 +7,14 @@
 #include <string>
 #include <string_view>
 
-#include "pedigree/short_text.h"  // the byte-wise key order, compared inline
+#include "model/short_text.h"  // the byte-wise key order, compared inline
 
 template <class T>
 class Object {
 public:
-    // A nil leaf is black from the start; an element enters its tree red. Colouring at
-    // construction spares the tree a string assignment for every element and leaf.
-    Object() : key("NIL"), colour("black") {}
-    explicit Object(const std::string& k) : key(k), colour("red") {}
+    // A fresh record has no colour; the tree colours its elements and leaves.
+    Object() : key("NIL") {}
+    explicit Object(const std::string& k) : key(k) {}
     virtual ~Object() {
         // Destroying a tree waits on memory: fetch the right subtree while the left one goes.
         __builtin_prefetch(right);
@@ -67,7 +66,8 @@ public:
         if (empty) {
             rootParent = newNil();  // sentinel parent of the root
             z->parent = rootParent;
-            replacedLeaf = root;  // the nil handed to the constructor
+            replacedLeaf = root;  // the nil handed to the constructor, not yet coloured
+            paint(replacedLeaf, "black");
             root = z;
         } else {
             z->parent = y;
@@ -79,7 +79,7 @@ public:
         z->right = newNil();
         z->left->parent = z;
         z->right->parent = z;
-        if (!isRed(z)) paint(z, "red");  // elements are constructed red; any other is repainted
+        paint(z, "red");
         insertFixup(z);
         ++count;
         return true;
@@ -104,7 +104,11 @@ public:
     void forEach(F&& visit) const { walk(root, visit); }
 
 private:
-    static T* newNil() { return new T(); }
+    static T* newNil() {
+        T* nil = new T();
+        paint(nil, "black");
+        return nil;
+    }
     static bool isRed(const T* n) { return n && std::string_view(n->colour) == std::string_view("red", 3); }
     // The colour is replaced by a string built in place from the literal and moved in: both
     // steps compile inline to a few stores, where assigning the literal itself goes through

@@ -200,3 +200,22 @@ int Allele::getAlleleCount(const std::string& group) const {
     if (group == "females") return females;
     return 0;
 }
+
+RBTree<Phenotype>* copyPhenotypeTree(const RBTree<Phenotype>* source, const std::string& treeName) {
+    auto* copy = new RBTree<Phenotype>(new Phenotype(), treeName);
+    if (source)
+        source->forEach([&](const Phenotype* p) { copy->insert(new Phenotype(p->getName(), p->getValue())); });
+    return copy;
+}
+
+RBTree<Marker>* copyMarkerTree(const RBTree<Marker>* source, const std::string& treeName) {
+    auto* copy = new RBTree<Marker>(new Marker(), treeName);
+    if (source)
+        source->forEach([&](const Marker* m) {
+            auto* genotype = new Marker(m->key, m->getAllele(0), m->getAllele(1), true);
+            genotype->setIndex(m->getIndex());
+            genotype->setName(m->getName());
+            copy->insert(genotype);
+        });
+    return copy;
+}

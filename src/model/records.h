@@ -190,3 +190,8 @@ private:
     int all = 0, founders = 0, males = 0, females = 0;
     int affectedSingletons = 0, unaffectedSingletons = 0;
 };
+
+// Deep copies of a person's phenotypes and genotypes for a derived pedigree (a record can
+// belong to one tree only). A null source gives an empty tree.
+RBTree<Phenotype>* copyPhenotypeTree(const RBTree<Phenotype>* source, const std::string& treeName);
+RBTree<Marker>* copyMarkerTree(const RBTree<Marker>* source, const std::string& treeName);

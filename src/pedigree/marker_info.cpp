@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "driver/utilities.h"
-#include "pedigree/short_text.h"
+#include "model/short_text.h"
 
 // ---------------------------------------------------------------- Genotype
 

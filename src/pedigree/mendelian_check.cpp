@@ -9,7 +9,7 @@
 
 #include "input/marker_map.h"
 #include "model/pedigrees.h"
-#include "pedigree/short_text.h"
+#include "model/short_text.h"
 
 namespace {
 

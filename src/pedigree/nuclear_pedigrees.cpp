@@ -11,25 +11,6 @@
 
 namespace {
 
-RBTree<Phenotype>* copyPhenotypes(const RBTree<Phenotype>* source) {
-    auto* copy = new RBTree<Phenotype>(new Phenotype(), "Master-Nuclear-Phenotype-Tree");
-    if (source)
-        source->forEach([&](const Phenotype* p) { copy->insert(new Phenotype(p->getName(), p->getValue())); });
-    return copy;
-}
-
-RBTree<Marker>* copyMarkers(const RBTree<Marker>* source) {
-    auto* copy = new RBTree<Marker>(new Marker(), "Master-Nuclear-Marker-Tree");
-    if (source)
-        source->forEach([&](const Marker* m) {
-            auto* genotype = new Marker(m->key, m->getAllele(0), m->getAllele(1), true);
-            genotype->setIndex(m->getIndex());
-            genotype->setName(m->getName());
-            copy->insert(genotype);
-        });
-    return copy;
-}
-
 // The walk over the source pedigrees; the two counters are the collection's own, so that
 // they keep their meaning (next nuclear pedigree number, next person number) afterwards.
 class NuclearWalk {
@@ -87,8 +68,8 @@ private:
         copy->setNPSID("0");
         copy->setNMSID("0");
         copy->setProbandStatus(k == 1 ? "1" : "0");
-        copy->addPhenotypes(copyPhenotypes(source->getPhenotypeTree()));
-        copy->addMarkers(copyMarkers(source->getMarkerTree()));
+        copy->addPhenotypes(copyPhenotypeTree(source->getPhenotypeTree(), "Master-Nuclear-Phenotype-Tree"));
+        copy->addMarkers(copyMarkerTree(source->getMarkerTree(), "Master-Nuclear-Marker-Tree"));
         if (k >= 4) {
             // Children form a sibling chain 3, 4, 5, ... in copy order.
             if (Person* previous = family->getPerson(IntToString(k - 1))) {

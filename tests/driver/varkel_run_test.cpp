@@ -71,6 +71,8 @@ TEST(VarkelRun, OptionAndInputErrorsStopWithTheirStatus) {
         {{"-p", "x.ped", "--wsize", "three"}, 1, "PARSE ERROR"},
         {postArgs({"--freq", "q", "--sibpair"}), 255, "Error: Unknown frequency type q (use a, f, m or u)\n"},
         {postArgs({}), 255, "Done reading input files.\n"},  // no analysis chosen
+        {postArgs({"--singlepoint", "--marker", "M9"}), 255, "Cannot find given marker M9\n"},
+        {postArgs({"--hrrrand", "--phenotype", "AGE"}), 255, "Cannot find given phenotype AGE\n"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.message);
