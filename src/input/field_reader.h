@@ -8,8 +8,12 @@
 #include <cerrno>
 #include <cmath>
 #include <cstdlib>
+#include <iostream>
 #include <istream>
 #include <string>
+#include <vector>
+
+#include "driver/utilities.h"
 
 enum class FieldStatus { Ok, End, Malformed };
 
@@ -78,4 +82,43 @@ private:
     std::string last;
     int currentLine = 1;
     int fieldLine = 0;
+};
+
+// A file of numbers read in order (model and locus files): every value is checked as it is
+// read, so that a short or damaged file ends the read with a message naming the file and the
+// place instead of leaving values undefined. fileKind starts the message ("Model file").
+class NumberFieldReader {
+public:
+    NumberFieldReader(std::istream& in, const std::string& fileKind, const std::string& fileName)
+        : fields(in), fileDescription(fileKind + " " + fileName) {}
+
+    bool readInt(int& v) { return report(fields.nextInt(v)); }
+    bool readDouble(double& v) { return report(fields.nextDouble(v)); }
+    bool readDoubles(int n, std::vector<double>& values) {
+        values.clear();
+        for (int i = 0; i < n; ++i) {
+            double v = 0.0;
+            if (!readDouble(v)) return false;
+            values.push_back(v);
+        }
+        return true;
+    }
+    void endLine() { fields.skipRestOfLine(); }
+
+    // Prints a failure with its reason and returns false.
+    static bool fail(const std::string& reason) {
+        std::cout << "...failed" << std::endl << reason << std::endl;
+        return false;
+    }
+
+private:
+    bool report(FieldStatus status) {
+        if (status == FieldStatus::Ok) return true;
+        if (status == FieldStatus::End) return fail(fileDescription + " ends before all values were read");
+        return fail(fileDescription + " holds \"" + fields.lastField() + "\" at line " +
+                    IntToString(fields.lastFieldLine()) + " where a number is expected");
+    }
+
+    FieldReader fields;
+    std::string fileDescription;
 };

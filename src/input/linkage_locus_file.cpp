@@ -145,48 +145,11 @@ void LinkageLocusFile::setLinkmapLastLine(int variedLocus, double stopValue, int
 
 namespace {
 
-// The locus file reader: every value is checked as it is read, so that a short or damaged
-// file ends the read with a message instead of leaving values undefined.
-class LocusFileParser {
-public:
-    LocusFileParser(std::istream& in, const std::string& fileName) : fields(in), fileName(fileName) {}
-
-    bool readInt(int& v) { return report(fields.nextInt(v)); }
-    bool readDouble(double& v) { return report(fields.nextDouble(v)); }
-    bool readDoubles(int n, std::vector<double>& values) {
-        values.clear();
-        for (int i = 0; i < n; ++i) {
-            double v = 0.0;
-            if (!readDouble(v)) return false;
-            values.push_back(v);
-        }
-        return true;
-    }
-    void endLine() { fields.skipRestOfLine(); }
-
-    // Prints a failure with its reason and returns false.
-    static bool fail(const std::string& reason) {
-        std::cout << "...failed" << std::endl << reason << std::endl;
-        return false;
-    }
-
-private:
-    bool report(FieldStatus status) {
-        if (status == FieldStatus::Ok) return true;
-        if (status == FieldStatus::End) return fail("Locus file " + fileName + " ends before all values were read");
-        return fail("Locus file " + fileName + " holds \"" + fields.lastField() + "\" at line " +
-                    IntToString(fields.lastFieldLine()) + " where a number is expected");
-    }
-
-    FieldReader fields;
-    std::string fileName;
-};
-
 // Checks that the frequencies sum to 1 within 0.0001 and scales them to sum to 1 exactly.
 bool normaliseFrequencies(std::vector<double>& frequencies) {
     double sum = 0.0;
     for (double f : frequencies) sum += f;
-    if (1.0 - sum > 0.0001 || sum - 1.0 > 0.0001) return LocusFileParser::fail("Allele frequencies do not sum to 1");
+    if (1.0 - sum > 0.0001 || sum - 1.0 > 0.0001) return NumberFieldReader::fail("Allele frequencies do not sum to 1");
     for (double& f : frequencies) f /= sum;
     return true;
 }
@@ -197,7 +160,7 @@ int LinkageLocusFile::readLocusFile(const std::string& fileName) {
     std::cout << "Reading LINKAGE locus file " << fileName << std::endl;
     std::ifstream in(fileName.c_str());
     if (!in) {
-        LocusFileParser::fail("Unable to open locus file " + fileName + " for reading.");
+        NumberFieldReader::fail("Unable to open locus file " + fileName + " for reading.");
         return 0;
     }
     for (Locus* locus : loci) delete locus;
@@ -205,12 +168,12 @@ int LinkageLocusFile::readLocusFile(const std::string& fileName) {
     locusOrder.clear();
     recombinationFractions.clear();
 
-    LocusFileParser p(in, fileName);
+    NumberFieldReader p(in, "Locus file", fileName);
     if (!p.readInt(numberOfLoci) || !p.readInt(riskLocus) || !p.readInt(sexLink) || !p.readInt(programNumber))
         return 0;
     p.endLine();
     if (numberOfLoci < 1) {
-        LocusFileParser::fail("Locus file " + fileName + " must hold at least one locus (number of loci: " +
+        NumberFieldReader::fail("Locus file " + fileName + " must hold at least one locus (number of loci: " +
                               IntToString(numberOfLoci) + ")");
         return 0;
     }
@@ -230,7 +193,7 @@ int LinkageLocusFile::readLocusFile(const std::string& fileName) {
         if (!p.readInt(type) || !p.readInt(alleles)) return 0;
         p.endLine();
         if (alleles < 0) {
-            LocusFileParser::fail("Locus file " + fileName + ": locus " + IntToString(k + 1) +
+            NumberFieldReader::fail("Locus file " + fileName + ": locus " + IntToString(k + 1) +
                                   " has a negative number of alleles");
             return 0;
         }
@@ -263,7 +226,7 @@ int LinkageLocusFile::readLocusFile(const std::string& fileName) {
             locus->setHeterozygoteMultiplier(multiplier);
         } else if (type == 1) {
             if (alleles > 2) {
-                LocusFileParser::fail("Disease locus cannot have more than 2 alleles");
+                NumberFieldReader::fail("Disease locus cannot have more than 2 alleles");
                 return 0;
             }
             Locus* locus = new Locus("DISEASE_LOCUS_" + IntToString(k), 1, alleles);
@@ -287,7 +250,7 @@ int LinkageLocusFile::readLocusFile(const std::string& fileName) {
                 }
             }
         } else if (type == 2) {
-            LocusFileParser::fail("Binary factors not supported.");
+            NumberFieldReader::fail("Binary factors not supported.");
             return 0;
         } else if (type == 3) {
             Locus* locus = new Locus(IntToString(k), 3, alleles);
@@ -296,7 +259,7 @@ int LinkageLocusFile::readLocusFile(const std::string& fileName) {
                 double f = 0.0;
                 if (!p.readDouble(f)) return 0;
                 if (f < 0.0) {
-                    LocusFileParser::fail("Allele frequencies cannot be negative!");
+                    NumberFieldReader::fail("Allele frequencies cannot be negative!");
                     return 0;
                 }
                 frequencies.push_back(f);
@@ -305,7 +268,7 @@ int LinkageLocusFile::readLocusFile(const std::string& fileName) {
             if (!normaliseFrequencies(frequencies)) return 0;
             locus->addAlleleFrequencies(frequencies);
         } else {
-            LocusFileParser::fail("Error in locus type: " + IntToString(type));
+            NumberFieldReader::fail("Error in locus type: " + IntToString(type));
             return 0;
         }
     }
@@ -313,7 +276,7 @@ int LinkageLocusFile::readLocusFile(const std::string& fileName) {
     if (!p.readInt(sexDifference) || !p.readInt(interference)) return 0;
     p.endLine();
     if (sexDifference != 0 || interference != 0) {
-        LocusFileParser::fail("Error in reading linkage locus file: sex difference and interference not allowed!");
+        NumberFieldReader::fail("Error in reading linkage locus file: sex difference and interference not allowed!");
         return 0;
     }
     for (int k = 0; k < numberOfLoci - 1; ++k) {

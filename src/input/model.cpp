@@ -10,45 +10,6 @@
 
 Model::~Model() { delete locus; }
 
-namespace {
-
-// Reads the model values in file order; the first value that is missing or not a number
-// ends the read with a message naming the file.
-class ModelFileParser {
-public:
-    ModelFileParser(std::istream& in, const std::string& fileName) : fields(in), fileName(fileName) {}
-
-    bool readInt(int& v) { return report(fields.nextInt(v)); }
-    bool readDoubles(int n, std::vector<double>& values) {
-        values.clear();
-        for (int i = 0; i < n; ++i) {
-            double v = 0.0;
-            if (!report(fields.nextDouble(v))) return false;
-            values.push_back(v);
-        }
-        return true;
-    }
-    void endLine() { fields.skipRestOfLine(); }
-
-    static bool fail(const std::string& reason) {
-        std::cout << "...failed" << std::endl << reason << std::endl;
-        return false;
-    }
-
-private:
-    bool report(FieldStatus status) {
-        if (status == FieldStatus::Ok) return true;
-        if (status == FieldStatus::End) return fail("Model file " + fileName + " ends before all values were read");
-        return fail("Model file " + fileName + " holds \"" + fields.lastField() + "\" at line " +
-                    IntToString(fields.lastFieldLine()) + " where a number is expected");
-    }
-
-    FieldReader fields;
-    std::string fileName;
-};
-
-}  // namespace
-
 int Model::readModelFile(const std::string& fileName) {
     std::cout << "Reading model file: " << fileName;
     delete locus;
@@ -60,12 +21,12 @@ int Model::readModelFile(const std::string& fileName) {
         return 0;
     }
 
-    ModelFileParser p(in, fileName);
+    NumberFieldReader p(in, "Model file", fileName);
     std::vector<double> frequency;
     int classes = 0;
     if (!p.readInt(xlinkedIndicator) || !p.readDoubles(1, frequency) || !p.readInt(classes)) return 0;
     if (classes < 1) {
-        ModelFileParser::fail("Model file " + fileName + " must give at least one liability class (found " +
+        NumberFieldReader::fail("Model file " + fileName + " must give at least one liability class (found " +
                               IntToString(classes) + ")");
         return 0;
     }
