@@ -113,10 +113,8 @@ int Hrr::writeGenotypeAndAlleleCounts(const std::string& fileStem) {
         << "  # pedigrees          : " << pedigrees->getHrrPedigreeCount() << "\n"
         << "  # persons            : " << pedigrees->getHrrPersonCount() << "\n\n";
 
-    std::string date = current_time_and_date();
-    if (!date.empty() && date.back() == '\n') date.pop_back();
     PageTexts texts;
-    texts.title = "Hrr Analysis       (" + date + ")";
+    texts.title = "Hrr Analysis       (" + current_time_and_date() + ")";
     texts.inputFiles = pedigrees->getMapFileName() + " " + pedigrees->getPedigreeFileName() + " " +
                        pedigrees->getPhenotypeFileName() + " " + pedigrees->getModelFileName() + " " +
                        pedigrees->getLocusFileName();
