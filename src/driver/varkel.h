@@ -65,7 +65,6 @@ public:
     bool run();
     bool writeResults();
     void writeSummaryFile(const std::string& base);
-    const Settings& getSettings() const { return settings; }
     bool isPauseAtEnd() const { return settings.pauseAtEnd; }
 
 private:

@@ -28,7 +28,6 @@ public:
     double getGeneticDistanceBetween(const std::string& name1, const std::string& name2) const;
     double getRecombinationFractionBetweenWithIndex(const std::string& index1, const std::string& index2);
     bool isHaldane() const { return mapFunction == "haldane"; }
-    const std::string& getMapFunction() const { return mapFunction; }
     RBTree<Marker>* getMarkerTree() const { return markerTree; }
 
 private:

@@ -39,16 +39,12 @@ public:
     double getMinus2LnLike() const { return minus2LnLike; }
     void setLodScore(double v) { lodScore = v; }
     double getLodScore() const { return lodScore; }
-    // Recombination fractions of one evaluation point (multipoint output).
-    void setRecombinationFractions(const std::vector<double>& r) { recombinationFractions = r; }
-    const std::vector<double>& getRecombinationFractions() const { return recombinationFractions; }
 
 private:
     double recombinationFraction;
     double lnLikeTotal = 0.0, log10Total = 0.0, minus2LnLike = 0.0, lodScore = 0.0;
     std::map<std::string, FastlinkLikelihood*> likelihoods;
     std::vector<std::string> pedigreeNames;
-    std::vector<double> recombinationFractions;
 };
 
 class MLinkMarker {

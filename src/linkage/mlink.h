@@ -41,10 +41,8 @@ public:
     std::string welcome() const;
 
     // Results, read by the report writers and the summary file.
-    const std::string& getMode() const { return mode; }
     const std::vector<std::string>& getPhenotypes() const { return phenotypes; }
     const std::vector<std::vector<MLinkMarker*>>& getResults() const { return results; }
-    const std::vector<std::string>& getHLodPhenotypes() const { return hlodPhenotypes; }
     const std::vector<std::vector<MLinkHLod*>>& getHLodMaxima() const { return hlodMaxima; }
 
 private:

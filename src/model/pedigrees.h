@@ -45,15 +45,12 @@ public:
     void setVerbose(bool v) { verbose = v; }
     bool isVerbose() const { return verbose; }
     void setTrim(bool v) { trim = v; }
-    bool isTrim() const { return trim; }
     void setOutputPrefix(const std::string& p) { outputPrefix = p; }
     const std::string& getOutputPrefix() const { return outputPrefix; }
     void setSinglepointCurves(bool v) { singlepointCurves = v; }
     bool isSinglepointCurves() const { return singlepointCurves; }
     void setRenumberAlleles(bool v) { renumberAlleles = v; }
     bool isRenumberAlleles() const { return renumberAlleles; }
-    void setConverted(bool v) { converted = v; }
-    bool isConverted() const { return converted; }
 
     // ---- file names ----
     void setPedigreeFileName(const std::string& n) { pedigreeFileName = n; }
@@ -72,7 +69,6 @@ public:
     MarkerMap* getMarkerMap() const { return markerMap; }
     void setMarkerMap(MarkerMap* map);
     LinkageLocusFile* getLinkageLocusFile() const { return linkageLocusFile; }
-    Model* getModel() const { return model; }
     RBTree<MarkerInfo>* getMarkerInfo() const { return markerInfo; }
     RBTree<MarkerInfo>* getHrrMarkerInfo() const { return hrrMarkerInfo; }
     int getMarkerCount() const { return markerCount; }
@@ -124,7 +120,6 @@ public:
 
     // ---- nuclear pedigrees and files for FASTLINK (pedigree/) ----
     RBTree<Pedigree>* createNuclearPedigrees();
-    RBTree<Pedigree>* getNuclearPedigrees() const { return nuclearPedigrees; }
     int writePedigreeFile(const std::string& fileName, const std::vector<std::string>& phenotypes,
                           const std::vector<std::string>& markers);
     int writeNuclearPedigreeFile(const std::string& fileName, const std::vector<std::string>& phenotypes,
@@ -137,7 +132,6 @@ public:
     // ---- association trios (association/) ----
     RBTree<Pedigree>* createHrrPedigreesForMarker(const std::string& phenotypeName,
                                                   const std::string& markerKey);
-    RBTree<Pedigree>* getHrrPedigrees() const { return hrrPedigrees; }
 
 private:
     // owned objects

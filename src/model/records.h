@@ -52,7 +52,6 @@ public:
     double getPosition() const;
     const std::string& getPositionText() const { return mapText(&MapFields::position); }
     void setPosition(const std::string& p) { setMapText(&MapFields::position, p); }
-    const std::string& getPhysicalPosition() const { return mapText(&MapFields::physicalPosition); }
     void setPhysicalPosition(const std::string& p) { setMapText(&MapFields::physicalPosition, p); }
     const std::string& getIndex() const { return index; }
     void setIndex(const std::string& i) { index = i; }
