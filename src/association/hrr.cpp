@@ -94,9 +94,9 @@ int Hrr::run(const std::string& markerName, const std::string& phenotypeName) {
         std::cout << "Cannot find given marker " << missing << "\n";
         return 0;
     }
-    std::vector<std::string> phenotypeList = pedigrees->getPhenotypeNames();
+    std::vector<std::string> phenotypeList = pedigrees->getTraitNames();
     if (!phenotypeName.empty()) {
-        if (!pedigrees->isPhenotypeRead(phenotypeName)) {
+        if (!pedigrees->isTrait(phenotypeName)) {
             std::cout << "Cannot find given phenotype " << phenotypeName << "\n";
             return 0;
         }

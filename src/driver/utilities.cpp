@@ -1,6 +1,7 @@
 #include "driver/utilities.h"
 
 #include <cctype>
+#include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -8,6 +9,9 @@
 #include <fstream>
 #include <iostream>
 #include <sstream>
+
+#include "engine/process.h"
+#include "engine/run_directory.h"
 
 std::string IntToString(int i) {
     std::ostringstream out;
@@ -68,16 +72,29 @@ std::string current_time_and_date() {
     return std::ctime(&now);
 }
 
-int execute_external_command(const std::string& command, bool echo) {
-    std::string line = command;
+int execute_external_command(const std::vector<std::string>& command, bool echo, bool terminalInput) {
+    if (command.empty()) return 127;
+    ProcessOptions options;
     if (echo) {
-        std::cout << "External command: " << command << std::endl;
+        std::string line = "External command:";
+        for (const std::string& word : command) line += " " + word;
+        std::cout << line << std::endl;
     } else {
-        line += " > /dev/null";
+        options.standardOutput = "/dev/null";
     }
-    // The programs run unattended: a prompt must read end of input, not wait for a terminal.
-    line += " < /dev/null";
-    return std::system(line.c_str());
+    // Programs run unattended: a prompt reads end of input instead of waiting for a key.
+    if (terminalInput) options.standardInput.clear();
+    std::cout.flush();
+    std::string error;
+    const pid_t process = startProcess(command, options, error);
+    if (process < 0) {
+        std::cout << "Unable to run " << command.front() << ": " << error << std::endl;
+        return 127;
+    }
+    int status;
+    while ((status = waitForProcess(process)) < 0 && errno == EINTR) {
+    }
+    return status;
 }
 
 bool copy_file(const char* source, const char* destination) {
@@ -102,12 +119,7 @@ bool copy_file(const char* source, const char* destination) {
     return true;
 }
 
-void delete_intermediate_files() {
-    static const char* const exchangeFiles[] = {
-        "datafile.dat", "FASTLINK.err",     "final.dat",  "ipedfile.dat", "lpedfile.dat", "outfile.dat",
-        "pedfile.dat",  "speedfile.dat", "newspeedfile.dat", "stream.dat", "loopfile.dat"};
-    for (const char* name : exchangeFiles) std::remove(name);
-}
+void delete_intermediate_files() { run_directory::remove(); }
 
 void progressReportX(const char* label, int done, int total) {
     const int percent = (done * 100) / total;

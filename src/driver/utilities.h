@@ -15,10 +15,12 @@ double changeValueLengthToTwo(double x);
 std::string secondsToCorrectTimeFormat(double seconds);
 std::string current_time_and_date();
 
-// Runs the command through the shell with no terminal input; without echo its standard
-// output is discarded. Returns the shell's status (0 is success).
-int execute_external_command(const std::string& command, bool echo);
+// Runs a program with its arguments, each passed as it is (no shell parses them). Without
+// echo its standard output is discarded; its standard input is closed unless it is to read
+// the terminal. Returns the program's exit status (0 is success; 127 when it cannot start).
+int execute_external_command(const std::vector<std::string>& command, bool echo, bool terminalInput = false);
 bool copy_file(const char* source, const char* destination);
+// Removes the run's scratch directory with every file exchanged with FASTLINK.
 void delete_intermediate_files();
 void progressReportX(const char* label, int done, int total);
 

@@ -11,6 +11,8 @@
 
 #include "association/hrr.h"
 #include "driver/utilities.h"
+#include "engine/fastlink_runner.h"
+#include "engine/run_directory.h"
 #include "linkage/mlink.h"
 #include "model/pedigrees.h"
 
@@ -39,6 +41,15 @@ void prependExecutableDirectoryToPath() {
     std::string path = executable.substr(0, slash);
     if (const char* current = std::getenv("PATH")) path += std::string(":") + current;
     setenv("PATH", path.c_str(), 1);
+}
+
+// The pause asked for at the end: the PAUSE command where there is one (a Windows console),
+// otherwise a prompt that waits for Enter.
+void pauseForKey() {
+    if (execute_external_command({"PAUSE"}, true, true) != 127) return;
+    std::cout << "Press Enter to continue . . ." << std::flush;
+    std::string line;
+    std::getline(std::cin, line);
 }
 
 }  // namespace
@@ -127,6 +138,9 @@ int Varkel::parse(int argc, char** argv) {
         cmd.add(ped);
         TCLAP::ValueArg<int> seed("", "seed", "Seed of the random generator (default: the clock)", false, 0, "int");
         cmd.add(seed);
+        TCLAP::ValueArg<int> jobs("", "jobs", "FASTLINK programs run at once (default: one per core)", false, 0,
+                                  "int");
+        cmd.add(jobs);
 
         try {
             cmd.parse(argc, argv);
@@ -185,6 +199,11 @@ int Varkel::parse(int argc, char** argv) {
             s.onlyMarkersFileName = onlymarkers.getValue();
         }
         s.slowFastlink = slow.getValue();
+        s.parallelJobs = jobs.isSet() ? jobs.getValue() : FastlinkRunner::availableCores();
+        if (s.parallelJobs < 1) {
+            std::cout << "Error: --jobs must be at least 1 (given " << s.parallelJobs << ")" << std::endl;
+            return 0;
+        }
         s.seedGiven = seed.isSet();
         if (s.seedGiven) {
             s.seed = seed.getValue();
@@ -228,6 +247,7 @@ bool Varkel::readInputFiles() {
     pedigrees->setSinglepointCurves(s.singlepointCurves);
     pedigrees->setFrequencyType(s.frequencyType);
     pedigrees->setTrim(s.trim);
+    pedigrees->setParallelJobs(s.parallelJobs);
     if (s.modelFileGiven) pedigrees->setModelFileName(s.modelFileName);
     if (s.phenotypeFileGiven) pedigrees->setPhenotypeFileName(s.phenotypeFileName);
     if (s.locusFileGiven) pedigrees->setLocusFileName(s.locusFileName);
@@ -267,6 +287,16 @@ bool Varkel::readInputFiles() {
     return true;
 }
 
+// A failed analysis is dropped at once, so that the reports written after a failure hold
+// only complete analyses (the run still ends with failure status).
+template <class Analysis>
+static bool keepIfRan(Analysis*& analysis, bool ran) {
+    if (ran) return true;
+    delete analysis;
+    analysis = nullptr;
+    return false;
+}
+
 bool Varkel::run() {
     const Settings& s = settings;
     const bool frequenciesFromLocusFile = s.frequencyTypeGiven && s.frequencyType == "u";
@@ -274,21 +304,21 @@ bool Varkel::run() {
     if (s.hrrAnalysis) {
         hrr = new Hrr(pedigrees);
         hrr->setQuiet(s.quiet);
-        if (!hrr->run(s.markerName, s.phenotypeName)) return false;
+        if (!keepIfRan(hrr, hrr->run(s.markerName, s.phenotypeName))) return false;
     }
 
     if (s.singlepointAnalysis) {
         singlepoint = new MLink(pedigrees);
         singlepoint->setSlow(s.slowFastlink);
         if (frequenciesFromLocusFile) singlepoint->setFrequenciesFromLocusFile(true);
-        if (!singlepoint->run("basic", s.markerName, s.phenotypeName)) return false;
+        if (!keepIfRan(singlepoint, singlepoint->run("basic", s.markerName, s.phenotypeName))) return false;
         if (s.heterogeneityAnalysis) singlepoint->maximizeHLod();
 
         if (s.nuclearAnalysis) {
             // The nuclear families are small: the standard program always suffices.
             nuclear = new MLink(pedigrees);
             if (frequenciesFromLocusFile) nuclear->setFrequenciesFromLocusFile(true);
-            if (!nuclear->run("nuclear", s.markerName, s.phenotypeName)) return false;
+            if (!keepIfRan(nuclear, nuclear->run("nuclear", s.markerName, s.phenotypeName))) return false;
             if (s.heterogeneityAnalysis) nuclear->maximizeHLod();
         }
     }
@@ -327,12 +357,18 @@ bool Varkel::writeResults() {
 
 int runVarkel(int argc, char** argv) {
     prependExecutableDirectoryToPath();
+    run_directory::installInterruptHandlers();
     Varkel varkel;
     std::cout << varkel.welcome();
     const std::time_t start = std::time(nullptr);
 
-    const bool success =
-        varkel.parse(argc, argv) && varkel.readInputFiles() && varkel.run() && varkel.writeResults();
+    bool success = varkel.parse(argc, argv) && varkel.readInputFiles();
+    if (success) {
+        const bool ran = varkel.run();
+        if (run_directory::interrupted()) run_directory::endAfterInterrupt();
+        // After a failed analysis the complete ones are still reported.
+        success = varkel.writeResults() && ran;
+    }
     if (success) {
         std::cout << std::flush << std::endl;
         const std::time_t end = std::time(nullptr);
@@ -340,6 +376,6 @@ int runVarkel(int argc, char** argv) {
     }
 
     delete_intermediate_files();
-    if (varkel.isPauseAtEnd()) execute_external_command("PAUSE", true);
+    if (varkel.isPauseAtEnd()) pauseForKey();
     return success ? 0 : -1;
 }

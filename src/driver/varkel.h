@@ -47,6 +47,8 @@ struct Settings {
     bool onlyMarkersFileGiven = false;
     std::string onlyMarkersFileName;
     bool slowFastlink = false;
+    // FASTLINK programs run at once (0: one per available core).
+    int parallelJobs = 0;
     // Seed of the random generator; the clock seeds it when not given.
     bool seedGiven = false;
     int seed = 0;

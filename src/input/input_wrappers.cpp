@@ -30,5 +30,6 @@ int Pedigrees::readLocusFile(const std::string& fileName) {
     if (!linkageLocusFile) linkageLocusFile = new LinkageLocusFile();
     const int result = linkageLocusFile->readLocusFile(fileName);
     linkageLocusFile->setMarkerMap(markerMap);
+    locusFileRead = result != 0;
     return result;
 }

@@ -168,7 +168,7 @@ int Pedigrees::readPedigreeFile(const std::string& fileName) {
 
     if (affectionColumn) {
         phenotypeNames.push_back("DISEASE_LOCUS");
-        if (liabilityColumn) phenotypeNames.push_back("LIABILITY_CLASS");
+        if (liabilityColumn) phenotypeNames.push_back(kLiabilityClassName);
     }
 
     // Genotype keys are the map indexes as decimal text; made once, copied per genotype.
@@ -215,7 +215,7 @@ int Pedigrees::readPedigreeFile(const std::string& fileName) {
                     return 0;
                 }
                 if (!isUnknownLiability(liability))
-                    person->addPhenotype(new Phenotype("LIABILITY_CLASS", std::string(liability)));
+                    person->addPhenotype(new Phenotype(kLiabilityClassName, std::string(liability)));
             }
         }
 

@@ -37,7 +37,7 @@ int Pedigrees::readAndConvertPreToLinkage(const std::string& fileName) {
     const std::string convertedName = fileName + ".linkage";
     // A converted file left from an earlier run must not be read if this conversion fails.
     std::remove(convertedName.c_str());
-    execute_external_command("makepedpseudo \"" + converterInput + "\" \"" + convertedName + "\" n", verbose);
+    execute_external_command({"makepedpseudo", converterInput, convertedName, "n"}, verbose);
 
     postMakeped = true;
     converted = true;

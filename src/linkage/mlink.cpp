@@ -3,15 +3,26 @@
 #include <algorithm>
 #include <iomanip>
 #include <iostream>
+#include <memory>
+#include <sstream>
 
 #include "driver/utilities.h"
+#include "engine/fastlink_runner.h"
 #include "input/linkage_locus_file.h"
 #include "input/marker_map.h"
 #include "model/pedigrees.h"
 #include "pedigree/marker_info.h"
 
-// FASTLINK is built for at most this many alleles at one locus.
-static const int maxFastlinkAlleles = 25;
+// One marker of the scan: its locus, how its alleles are written, and its pedigree batches
+// (the same for every phenotype).
+struct MLink::MarkerPlan {
+    std::string name;
+    std::string skipMessage;  // set when the marker is not analysed
+    std::string notes;        // pedigrees left out, one message per line
+    const Locus* locus = nullptr;
+    FastlinkMarkerColumn column;
+    BatchPlan batches;
+};
 
 MLink::MLink(Pedigrees* pedigrees) : pedigrees(pedigrees) {}
 
@@ -24,9 +35,6 @@ void MLink::clearResults() {
     for (auto& phenotypeResults : results)
         for (MLinkMarker* marker : phenotypeResults) delete marker;
     results.clear();
-    // Records still here belong to a phenotype whose run did not complete.
-    for (MLinkMarker* marker : currentResults) delete marker;
-    currentResults.clear();
 }
 
 void MLink::clearHLods() {
@@ -48,13 +56,6 @@ std::string MLink::welcome() const {
     return programBanner("Program for Linkage and Linkage Disequilibrium analysis");
 }
 
-static void printExternalError(const std::string& errorLine) {
-    const std::string stars(66, '*');
-    std::cout << "\n" << stars << "\n" << errorLine << "\n\n" << "Something is wrong....\n" << stars << "\n\n"
-              << "Aborting program!\n";
-    std::cout.flush();
-}
-
 // Marker names of the map ordered by their index (the map tree is keyed by name).
 static std::vector<std::string> mapMarkersInOrder(MarkerMap* map) {
     std::vector<std::pair<int, std::string>> indexed;
@@ -68,6 +69,129 @@ static std::vector<std::string> mapMarkersInOrder(MarkerMap* map) {
     return names;
 }
 
+namespace {
+
+// The batch records of one marker merged into one record: per theta the pedigrees of every
+// batch in batch order under their report names, the totals summed over the batches. Null
+// when the batches do not hold the same thetas.
+MLinkMarker* mergeBatches(const std::vector<std::unique_ptr<MLinkMarker>>& batches,
+                          const std::map<std::string, std::string>& labelOfNumber, const std::string& name) {
+    auto merged = std::make_unique<MLinkMarker>();
+    merged->setIndex(name);
+    if (batches.empty()) return merged.release();
+    const std::vector<std::string>& thetas = batches.front()->getLikelihoodsNames();
+    for (const auto& batch : batches)
+        if (batch->getLikelihoodsNames() != thetas) return nullptr;
+    for (const std::string& theta : thetas) {
+        auto* record = new FastlinkLikelihoods(stringToDouble(theta));
+        double lnLike = 0.0, log10Like = 0.0, minus2LnLike = 0.0, lod = 0.0;
+        for (const auto& batch : batches) {
+            const FastlinkLikelihoods* part = batch->getLikelihoods(theta);
+            for (const std::string& number : part->getPedigreeNames()) {
+                const FastlinkLikelihood* pedigree = part->getLikelihood(number);
+                const auto label = labelOfNumber.find(number);
+                record->addLikelihood(label == labelOfNumber.end() ? number : label->second, pedigree->getLnLike(),
+                                      pedigree->getLog10Like(), pedigree->getLodScore());
+            }
+            lnLike += part->getLnLikeTotal();
+            log10Like += part->getLog10Total();
+            minus2LnLike += part->getMinus2LnLike();
+            lod += part->getLodScore();
+        }
+        record->setLnLikeTotal(lnLike);
+        record->setLog10Total(log10Like);
+        record->setMinus2LnLike(minus2LnLike);
+        record->setLodScore(lod);
+        merged->addLikelihoods(record->getRecombinationFraction(), record);
+    }
+    return merged.release();
+}
+
+// The two-locus file of one batch: the trait and the marker with the batch's alleles.
+LinkageLocusFile* pairLocusFile(const LinkageLocusFile* model, const Locus* trait, const Locus* marker,
+                                const AlleleDowncoding& alleles) {
+    auto* pair = new LinkageLocusFile();
+    pair->setNumberOfLoci(2);
+    pair->setRiskLocus(0);
+    pair->setSexLink(model->getXlinked());
+    pair->setProgramNumber(5);
+    pair->setMutLocus(0);
+    pair->setMutRateMale(0.0);
+    pair->setMutRateFemale(0.0);
+    pair->setHapFreq(0);
+    pair->setLocusOrder({1, 2});
+    pair->addLocus(new Locus(trait));
+    auto* downcoded = new Locus(marker->getName(), 3, static_cast<int>(alleles.frequencies.size()));
+    downcoded->addAlleleFrequencies(alleles.frequencies);
+    pair->addLocus(downcoded);
+    pair->setSexDifference(0);
+    pair->setInterference(0);
+    pair->setRecombinationVaried(1);
+    pair->setIncrement(0.02);
+    pair->setFinishingValue(0.49);
+    pair->addRecombinationFraction(0.0);
+    return pair;
+}
+
+void printMarkerRow(const MLinkMarker* marker) {
+    const FastlinkLikelihoods* best = marker->getLikelihoodWithMaxLodScore();
+    if (!best) return;
+    std::ostringstream row;
+    row << std::setw(20) << marker->getIndex() << std::fixed << std::setprecision(6) << std::setw(13)
+        << best->getLodScore() << std::setprecision(2) << std::setw(10) << best->getRecombinationFraction() << "\n";
+    std::cout << row.str();
+}
+
+}  // namespace
+
+bool MLink::planMarker(const std::string& name, MarkerPlan& plan) {
+    plan.name = name;
+    MarkerMap* map = pedigrees->getMarkerMap();
+    Marker* mapMarker = map->getMarkerWithName(name);
+    if (!mapMarker) {
+        std::cout << "Cannot find given marker " << name << "\n";
+        return false;
+    }
+    const std::string& index = mapMarker->getIndex();
+    const MarkerInfo* info = pedigrees->getMarkerInfo() ? pedigrees->getMarkerInfo()->find(index) : nullptr;
+    if (!info || (info->getAlleleCount() < 2 && !frequenciesFromLocusFile)) {
+        plan.skipMessage = "Skipping marker " + name + ", since no informative families found\n";
+        return true;
+    }
+    const LinkageLocusFile* model = pedigrees->getLinkageLocusFile();
+    plan.locus = model ? model->getLocus(stringToInt(index) + 1) : nullptr;
+    if (!plan.locus) {
+        std::cout << "Error: LINKAGE locus file model has no locus for marker " << name << "\n";
+        return false;
+    }
+    std::vector<double> frequencies = plan.locus->getAlleleFrequencies();
+    const int locusAlleles = plan.locus->getNumberOfAlleles();
+    if (static_cast<int>(frequencies.size()) != locusAlleles) {
+        std::cout << "Error: The locus of marker " << name << " has " << locusAlleles << " alleles but "
+                  << frequencies.size() << " allele frequencies\n";
+        return false;
+    }
+    plan.column.markerIndex = index;
+    if (!pedigrees->getLocusAlleleNumbers(index, locusAlleles, plan.column.locusAllele)) return false;
+
+    const bool nuclear = mode == "nuclear";
+    const RBTree<Pedigree>* set = pedigrees->getPedigreeSet(nuclear);
+    std::vector<PedigreeLoad> loads;
+    std::vector<const Pedigree*> order;
+    const std::vector<FastlinkMarkerColumn> columns{plan.column};
+    set->forEach([&](const Pedigree* pedigree) {
+        order.push_back(pedigree);
+        loads.push_back(pedigrees->getFastlinkLoad(pedigree, columns));
+    });
+    plan.batches = planBatches(loads, {frequencies});
+    for (const SkippedPedigree& skipped : plan.batches.skipped)
+        plan.notes += "Skipping pedigree " + pedigrees->getPedigreeLabel(order[skipped.pedigree]) + " for marker " +
+                      name + ", since it has " + skipped.reason + "\n";
+    if (plan.batches.batches.empty())
+        plan.skipMessage = "Skipping marker " + name + ", since no pedigree can be analysed\n";
+    return true;
+}
+
 bool MLink::run(const std::string& mode, const std::string& markerName, const std::string& phenotypeName) {
     this->markerName = markerName;
     this->phenotypeName = phenotypeName;
@@ -78,7 +202,7 @@ bool MLink::run(const std::string& mode, const std::string& markerName, const st
     if (mode != "basic" && mode != "nuclear") return false;
     MarkerMap* map = pedigrees->getMarkerMap();
     if (!map || map->getMarkerCount() == 0 || !pedigrees->isPedigreeFileRead()) return false;
-    const bool verbose = pedigrees->isVerbose();
+    const bool nuclear = mode == "nuclear";
 
     markers.clear();
     if (!pedigrees->getOnlyMarkers().empty()) {
@@ -94,128 +218,141 @@ bool MLink::run(const std::string& mode, const std::string& markerName, const st
 
     phenotypes.clear();
     if (!phenotypeName.empty()) {
-        if (!pedigrees->isPhenotypeRead(phenotypeName)) {
+        if (!pedigrees->isTrait(phenotypeName)) {
             std::cout << "Cannot find given phenotype " << phenotypeName << "\n";
             return false;
         }
         phenotypes.push_back(phenotypeName);
     } else {
-        phenotypes = pedigrees->getPhenotypeNames();
+        phenotypes = pedigrees->getTraitNames();
     }
 
-    std::cout << "\n"
-              << (mode == "basic" ? "Parametric Linkage analysis" : "Parametric Linkage analysis for nuclear pedigrees")
+    std::cout << "\n" << (nuclear ? "Parametric Linkage analysis for nuclear pedigrees" : "Parametric Linkage analysis")
               << "\n";
     if (frequenciesFromLocusFile)
         std::cout << "Warning: Pedigree file contains less alleles than defined in linkage data file "
                      "(analyzing anyway)\n";
 
-    LinkageLocusFile* model = pedigrees->getLinkageLocusFile();
-    RBTree<MarkerInfo>* catalogue = pedigrees->getMarkerInfo();
-    const std::vector<std::string> noExtraNames;
-
-    for (const std::string& phenotype : phenotypes) {
-        std::cout << "Phenotype: " << phenotype << "\n";
-        std::cout << std::setw(20) << "Marker" << std::setw(13) << (mode == "basic" ? "LodHom" : "NucLodHom")
-                  << std::setw(10) << "Theta" << "\n";
-        const std::vector<std::string> phenotypeColumn{phenotype};
-
-        for (size_t position = 0; position < markers.size(); ++position) {
-            const std::string& name = markers[position];
-            Marker* mapMarker = map->getMarkerWithName(name);
-            if (!mapMarker) {
-                std::cout << "Cannot find given marker " << name << "\n";
-                return false;
-            }
-            const std::string& index = mapMarker->getIndex();
-            MarkerInfo* info = catalogue ? catalogue->find(index) : nullptr;
-            if (!info || (info->getAlleleCount() < 2 && !frequenciesFromLocusFile)) {
-                std::cout << "Skipping marker " << name << ", since no informative families found\n";
-                continue;
-            }
-            if (info->getAlleleCount() > maxFastlinkAlleles) {
-                std::cout << "Skipping marker " << name << ", since it has " << info->getAlleleCount()
-                          << " alleles and FASTLINK accepts at most " << maxFastlinkAlleles << "\n";
-                continue;
-            }
-            currentMarker = static_cast<int>(position);
-
-            const std::vector<std::string> markerColumn{index};
-            if (verbose) std::cout << "Writing needed pedfile.dat for marker " << name << "\n";
-            int written;
-            int pedigreeCount;
-            if (mode == "basic") {
-                written = pedigrees->writePedigreeFile("pedfile.dat", phenotypeColumn, markerColumn);
-                pedigreeCount = pedigrees->getPedigreeCount();
-            } else {
-                written = pedigrees->writeNuclearPedigreeFile("pedfile.dat", phenotypeColumn, markerColumn);
-                pedigreeCount = pedigrees->getNuclearPedigreeCount();
-            }
-            if (!written || pedigreeCount == 0) {
-                if (verbose) std::cout << "...failed\n";
-                if (pedigreeCount == 0)
-                    std::cout << "Error: no " << (mode == "basic" ? "pedigrees" : "nuclear pedigrees")
-                              << " to analyse for marker " << name << "\n";
-                return false;
-            }
-            if (verbose) std::cout << "...done\n";
-
-            Locus* trait = model ? model->getLocus(0) : nullptr;
-            Locus* markerLocus = model ? model->getLocus(stringToInt(index) + 1) : nullptr;
-            if (!trait || !markerLocus) {
-                std::cout << "Error: LINKAGE locus file model has no " << (trait ? "locus for marker " + name : "trait locus")
-                          << "\n";
-                return false;
-            }
-            LinkageLocusFile* pair = new LinkageLocusFile();
-            pair->setMarkerMap(map);
-            pair->setNumberOfLoci(2);
-            pair->setRiskLocus(0);
-            pair->setSexLink(model->getXlinked());
-            pair->setProgramNumber(5);
-            pair->setMutLocus(0);
-            pair->setMutRateMale(0.0);
-            pair->setMutRateFemale(0.0);
-            pair->setHapFreq(0);
-            pair->setLocusOrder({1, 2});
-            pair->addLocus(new Locus(trait));
-            pair->addLocus(new Locus(markerLocus));
-            pair->setSexDifference(0);
-            pair->setInterference(0);
-            pair->setRecombinationVaried(1);
-            pair->setIncrement(0.02);
-            pair->setFinishingValue(0.49);
-            pair->addRecombinationFraction(0.0);
-
-            if (verbose) std::cout << "Writing needed datafile.dat for marker " << name << "\n";
-            pair->writeLocusFile("datafile.dat", noExtraNames);
-            delete pair;
-            if (verbose) std::cout << "...done\n";
-
-            std::cout.flush();
-            if (pedigrees->isLoopsFound() && !pedigrees->break_loops(false, verbose)) return false;
-
-            if (verbose) std::cout << "Running external program unknown to create outfile.dat\n";
-            std::cout.flush();
-            if (execute_external_command("unknownvarkel", verbose) != 0) {
-                printExternalError("Error in executing UNKNOWN: unknownvarkel");
-                return false;
-            }
-            if (verbose) std::cout << "...done\n";
-
-            if (verbose) std::cout << "Running external program mlink to create outfile.dat\n";
-            std::cout.flush();
-            if (execute_external_command(mlinkProgram, verbose) != 0) {
-                printExternalError("Error in executing MLINK: " + mlinkProgram);
-                return false;
-            }
-            if (verbose) std::cout << "...done\n";
-
-            if (!readResultsFile("outfile.dat", mode)) return false;
+    const LinkageLocusFile* model = pedigrees->getLinkageLocusFile();
+    const Locus* trait = model ? model->getLocus(0) : nullptr;
+    if (!trait) {
+        std::cout << "Error: LINKAGE locus file model has no trait locus\n";
+        return false;
+    }
+    // More than one liability class: each person's class goes to FASTLINK with the status.
+    const int liabilityClasses = std::max(1, trait->getNumberOfLiabClasses());
+    if (liabilityClasses > 1) {
+        if (!pedigrees->hasLiabilityColumn()) {
+            std::cout << "Error: The trait model has " << liabilityClasses
+                      << " liability classes, but the pedigree file has no liability class column (--liab)\n";
+            return false;
         }
-        // The records move to the results; the current vector starts empty for the next phenotype.
-        results.push_back(currentResults);
-        currentResults.clear();
+        int withoutClass = 0;
+        if (!pedigrees->checkLiabilityClasses(liabilityClasses, withoutClass)) return false;
+        if (withoutClass > 0)
+            std::cout << "Warning: " << withoutClass
+                      << " persons have no liability class; their trait status is analysed as unknown\n";
+    }
+
+    const RBTree<Pedigree>* set = pedigrees->getPedigreeSet(nuclear);
+    if (!set || set->getCount() == 0) {
+        std::cout << "Error: no " << (nuclear ? "nuclear pedigrees" : "pedigrees") << " to analyse\n";
+        return false;
+    }
+    // FASTLINK's id of a pedigree is its place in the set, so a single run and the batches agree.
+    std::vector<const Pedigree*> setPedigrees;
+    std::map<std::string, std::string> labelOfNumber;
+    set->forEach([&](const Pedigree* pedigree) {
+        setPedigrees.push_back(pedigree);
+        labelOfNumber[IntToString(static_cast<int>(setPedigrees.size()))] = pedigrees->getPedigreeLabel(pedigree);
+    });
+
+    std::vector<MarkerPlan> plans(markers.size());
+    for (size_t m = 0; m < markers.size(); ++m)
+        if (!planMarker(markers[m], plans[m])) return false;
+
+    // One job per phenotype, marker and batch; each batch's records land in its own slot.
+    std::vector<std::vector<std::vector<std::unique_ptr<MLinkMarker>>>> batchResults(phenotypes.size());
+    std::vector<FastlinkJob> jobs;
+    for (size_t p = 0; p < phenotypes.size(); ++p) {
+        batchResults[p].resize(plans.size());
+        for (size_t m = 0; m < plans.size(); ++m) {
+            const MarkerPlan& plan = plans[m];
+            if (!plan.skipMessage.empty()) continue;
+            batchResults[p][m].resize(plan.batches.batches.size());
+            for (size_t b = 0; b < plan.batches.batches.size(); ++b) {
+                const PedigreeBatch& batch = plan.batches.batches[b];
+                FastlinkPedigreeFile content;
+                content.trait = phenotypes[p];
+                content.liabilityClasses = liabilityClasses;
+                content.markers = {&plan.column};
+                content.batchAlleles = {&batch.markers[0].batchAllele};
+                bool loops = false;
+                double size = 0.0;
+                for (size_t position : batch.pedigrees) {
+                    content.pedigrees.push_back(setPedigrees[position]);
+                    content.numbers.push_back(static_cast<int>(position) + 1);
+                    loops = loops || pedigrees->hasLoop(setPedigrees[position]->getPedigreeId());
+                    size += setPedigrees[position]->getPersonTree()->getCount();
+                }
+                const std::string first = pedigrees->getPedigreeLabel(content.pedigrees.front());
+                const std::string last = pedigrees->getPedigreeLabel(content.pedigrees.back());
+                FastlinkJob job;
+                job.description = "trait " + phenotypes[p] + ", marker " + plan.name + ", pedigrees " + first +
+                                  (first == last ? "" : " to " + last) + " (" +
+                                  IntToString(static_cast<int>(content.pedigrees.size())) + " pedigrees)";
+                // The work grows with the persons and the square of the alleles FASTLINK sees.
+                const double alleles = static_cast<double>(batch.markers[0].frequencies.size());
+                job.size = size * alleles * alleles;
+                job.steps = fastlinkSteps(loops, mlinkProgram, "Error in executing MLINK: " + mlinkProgram);
+                const AlleleDowncoding* alleleCoding = &batch.markers[0];
+                job.writeInput = [this, content, model, trait, &plan, alleleCoding](const std::string& directory) {
+                    if (!pedigrees->writePedigreeFile(directory + "/pedfile.dat", content)) return false;
+                    std::unique_ptr<LinkageLocusFile> pair(pairLocusFile(model, trait, plan.locus, *alleleCoding));
+                    pair->writeLocusFile(directory + "/datafile.dat", {});
+                    return true;
+                };
+                const int pedigreeCount = static_cast<int>(content.pedigrees.size());
+                std::unique_ptr<MLinkMarker>* slot = &batchResults[p][m][b];
+                job.readOutput = [slot, pedigreeCount](const std::string& directory) {
+                    slot->reset(readResultsFile(directory + "/outfile.dat", pedigreeCount));
+                    if (!*slot || (*slot)->getLikelihoodsNames().empty()) return false;
+                    for (const std::string& theta : (*slot)->getLikelihoodsNames())
+                        if (static_cast<int>((*slot)->getLikelihoods(theta)->getPedigreeNames().size()) != pedigreeCount)
+                            return false;
+                    return true;
+                };
+                jobs.push_back(std::move(job));
+            }
+        }
+    }
+
+    std::cout.flush();
+    FastlinkRunner runner(pedigrees->getParallelJobs(), pedigrees->isVerbose(), pedigrees->getOutputPrefix());
+    if (!runner.run(jobs)) return false;
+
+    for (size_t p = 0; p < phenotypes.size(); ++p) {
+        std::cout << "Phenotype: " << phenotypes[p] << "\n";
+        std::cout << std::setw(20) << "Marker" << std::setw(13) << (nuclear ? "NucLodHom" : "LodHom") << std::setw(10)
+                  << "Theta" << "\n";
+        std::vector<MLinkMarker*> phenotypeResults;
+        for (size_t m = 0; m < plans.size(); ++m) {
+            const MarkerPlan& plan = plans[m];
+            std::cout << plan.notes;
+            if (!plan.skipMessage.empty()) {
+                std::cout << plan.skipMessage;
+                continue;
+            }
+            MLinkMarker* merged = mergeBatches(batchResults[p][m], labelOfNumber, plan.name);
+            if (!merged) {
+                std::cout << "Error: The batches of marker " << plan.name << " evaluated different thetas\n";
+                for (MLinkMarker* marker : phenotypeResults) delete marker;
+                return false;
+            }
+            printMarkerRow(merged);
+            phenotypeResults.push_back(merged);
+        }
+        results.push_back(phenotypeResults);
     }
     return true;
 }

@@ -1,6 +1,8 @@
 #pragma once
 // Parametric singlepoint linkage analysis through FASTLINK's UNKNOWN and MLINK, one object
-// per mode: "basic" (pedigrees as read) or "nuclear" (component nuclear pedigrees).
+// per mode: "basic" (pedigrees as read) or "nuclear" (component nuclear pedigrees). Every
+// phenotype, marker and pedigree batch is one FASTLINK job; the batches' records are merged
+// into one record per marker, with the user's pedigree names.
 
 #include <string>
 #include <vector>
@@ -30,7 +32,9 @@ public:
     void setFrequenciesFromLocusFile(bool v) { frequenciesFromLocusFile = v; }
 
     bool run(const std::string& mode, const std::string& markerName, const std::string& phenotypeName);
-    bool readResultsFile(const std::string& fileName, const std::string& mode);
+    // MLINK's "outfile.dat" of a run over `pedigreeCount` pedigrees, or null when the file
+    // cannot be opened. Pedigree records keep the ids MLINK printed.
+    static MLinkMarker* readResultsFile(const std::string& fileName, int pedigreeCount);
     void maximizeHLod();
 
     bool writeResultsFile(const std::string& base);
@@ -46,11 +50,12 @@ public:
     const std::vector<std::vector<MLinkHLod*>>& getHLodMaxima() const { return hlodMaxima; }
 
 private:
+    struct MarkerPlan;
     void clearResults();
     void clearHLods();
+    bool planMarker(const std::string& name, MarkerPlan& plan);
 
     Pedigrees* pedigrees;
-    std::vector<MLinkMarker*> currentResults;
     std::vector<std::vector<MLinkMarker*>> results;
     std::string mode;
     std::string markerName;
@@ -65,7 +70,6 @@ private:
     std::vector<std::string> thetaNames;
     std::vector<std::vector<MLinkHLod*>> hlodMaxima;
     bool frequenciesFromLocusFile = false;
-    int currentMarker = 0;
     bool slow = false;
 
     friend class MLinkTestAccess;

@@ -15,13 +15,10 @@
 #include <charconv>
 #include <cstdlib>
 #include <fstream>
-#include <iomanip>
-#include <iostream>
 #include <sstream>
 
 #include "driver/utilities.h"
 #include "linkage/mlink.h"
-#include "model/pedigrees.h"
 
 namespace {
 
@@ -84,17 +81,12 @@ private:
 
 }  // namespace
 
-bool MLink::readResultsFile(const std::string& fileName, const std::string& mode) {
+MLinkMarker* MLink::readResultsFile(const std::string& fileName, int pedigreeCount) {
     std::ifstream file(fileName);
-    if (!file) {
-        if (pedigrees->isVerbose()) std::cout << "Error: Unable to open stream file " << fileName << " for reading.\n";
-        return false;
-    }
+    if (!file) return nullptr;
     std::ostringstream content;
     content << file.rdbuf();
     OutfileTokens in(content.str());
-    const int pedigreeCount =
-        mode == "nuclear" ? pedigrees->getNuclearPedigreeCount() : pedigrees->getPedigreeCount();
 
     MLinkMarker* marker = new MLinkMarker();
     for (int i = 0; i < 4; ++i) in.skipLine();
@@ -146,17 +138,5 @@ bool MLink::readResultsFile(const std::string& fileName, const std::string& mode
         record->setLodScore(lodScore);
         marker->addLikelihoods(record->getRecombinationFraction(), record);
     }
-
-    const std::string name =
-        currentMarker >= 0 && currentMarker < static_cast<int>(markers.size()) ? markers[currentMarker] : "";
-    marker->setIndex(name);
-    if (FastlinkLikelihoods* best = marker->getLikelihoodWithMaxLodScore()) {
-        std::cout << std::setw(20) << name << std::fixed << std::setprecision(6) << std::setw(13)
-                  << best->getLodScore() << std::setprecision(2) << std::setw(10)
-                  << best->getRecombinationFraction() << "\n";
-        std::cout.unsetf(std::ios::floatfield);
-        std::cout << std::setprecision(6);
-    }
-    currentResults.push_back(marker);
-    return true;
+    return marker;
 }

@@ -153,16 +153,11 @@ bool MLink::writeResultsByFamilyFile(const std::string& base) {
             out << "\n";
             if (thetas.empty()) continue;
 
+            // Pedigrees in FASTLINK's order, under the names the user can trace (the analysis
+            // gives nuclear pedigrees the id of their source pedigree and their number in it).
             const FastlinkLikelihoods* first = marker->getLikelihoods(marker->getLikelihoodsNames().front());
-            std::vector<std::string> ids = first->getPedigreeNames();
-            std::sort(ids.begin(), ids.end());
-            ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
-            for (const std::string& id : ids) {
-                // The user's identifier when the pedigree file carried one; nuclear pedigrees
-                // are numbered by the decomposition and keep that number.
-                std::string shownId = nuclear ? id : pedigrees->getOrigPedigreeID(id);
-                if (shownId.empty()) shownId = id;
-                out << std::setw(10) << shownId;
+            for (const std::string& id : first->getPedigreeNames()) {
+                out << std::setw(10) << id;
                 for (const std::string& theta : thetas) {
                     const FastlinkLikelihoods* record = marker->getLikelihoods(theta);
                     const FastlinkLikelihood* likelihood = record ? record->getLikelihood(id) : nullptr;

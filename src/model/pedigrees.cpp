@@ -69,3 +69,12 @@ int Pedigrees::getHrrPersonCount() const { return countPersons(hrrPedigrees); }
 bool Pedigrees::isPhenotypeRead(const std::string& name) const {
     return std::find(phenotypeNames.begin(), phenotypeNames.end(), name) != phenotypeNames.end();
 }
+
+bool Pedigrees::isTrait(const std::string& name) const { return name != kLiabilityClassName && isPhenotypeRead(name); }
+
+std::vector<std::string> Pedigrees::getTraitNames() const {
+    std::vector<std::string> traits;
+    for (const std::string& name : phenotypeNames)
+        if (name != kLiabilityClassName) traits.push_back(name);
+    return traits;
+}

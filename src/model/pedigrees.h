@@ -11,16 +11,23 @@
 //   pedigree/mendelian_check.cpp, nuclear_pedigrees.cpp, linkage_files.cpp, report_header.cpp
 //   association/hrr_pedigrees.cpp  trio extraction and singleton tallies
 
+#include <map>
 #include <set>
 #include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
 #include "model/rbtree.h"
+#include "engine/batch_planner.h"
 #include "model/records.h"
+#include "pedigree/fastlink_files.h"
 
 class MarkerMap;
 class LinkageLocusFile;
+
+// The phenotype under which the pedigree reader keeps the liability class column.
+inline const std::string kLiabilityClassName = "LIABILITY_CLASS";
+
 class Model;
 class MarkerInfo;
 
@@ -51,6 +58,9 @@ public:
     bool isSinglepointCurves() const { return singlepointCurves; }
     void setRenumberAlleles(bool v) { renumberAlleles = v; }
     bool isRenumberAlleles() const { return renumberAlleles; }
+    // FASTLINK programs run at once.
+    void setParallelJobs(int n) { parallelJobs = n; }
+    int getParallelJobs() const { return parallelJobs; }
 
     // ---- file names ----
     void setPedigreeFileName(const std::string& n) { pedigreeFileName = n; }
@@ -81,10 +91,16 @@ public:
     int getHrrPersonCount() const;
     std::vector<std::string> getPhenotypeNames() const { return phenotypeNames; }
     bool isPhenotypeRead(const std::string& name) const;
+    // The phenotypes that are traits to analyse: all but the liability class, a covariate.
+    std::vector<std::string> getTraitNames() const;
+    bool isTrait(const std::string& name) const;
     const std::vector<std::string>& getOnlyMarkers() const { return onlyMarkers; }
     bool isPedigreeFileRead() const { return pedigreeFileRead != 0; }
     bool isMendelianErrorFound() const { return mendelianErrorFound; }
     bool isLoopsFound() const { return loopsFound; }
+    bool hasLoop(const std::string& pedigreeId) const { return pedigreesWithLoops.count(pedigreeId) > 0; }
+    // The locus model was read from the user's LINKAGE locus file (not built from the data).
+    bool isLocusFileRead() const { return locusFileRead; }
     // Number of persons in every pedigree of a tree (null tree: 0).
     static int countPersons(const RBTree<Pedigree>* tree);
 
@@ -120,12 +136,23 @@ public:
 
     // ---- nuclear pedigrees and files for FASTLINK (pedigree/) ----
     RBTree<Pedigree>* createNuclearPedigrees();
-    int writePedigreeFile(const std::string& fileName, const std::vector<std::string>& phenotypes,
-                          const std::vector<std::string>& markers);
-    int writeNuclearPedigreeFile(const std::string& fileName, const std::vector<std::string>& phenotypes,
-                                 const std::vector<std::string>& markers);
-    int writePedigreeFile(const std::string& fileName);
-    bool break_loops(bool pseudo, bool verbose);
+    // The pedigrees as read, or the nuclear pedigrees (decomposed on first use).
+    const RBTree<Pedigree>* getPedigreeSet(bool nuclear);
+    // The pedigree's name in reports: the user's pedigree id; for a nuclear pedigree the user's
+    // id of the pedigree it comes from and its number within that pedigree ("12-2").
+    std::string getPedigreeLabel(const Pedigree* pedigree) const;
+    // The allele of the marker's locus (1..n) for every allele name of the data: by the
+    // catalogue's numbering, or with the user's locus file by the name itself. False, with the
+    // message printed, when a name is no allele of that locus.
+    bool getLocusAlleleNumbers(const std::string& markerIndex, int locusAlleles,
+                               std::map<std::string, int>& numbers) const;
+    // Persons, largest sibship and carried locus alleles of a pedigree, for the batch planner.
+    PedigreeLoad getFastlinkLoad(const Pedigree* pedigree, const std::vector<FastlinkMarkerColumn>& markers) const;
+    // False, with the message printed, when a person's liability class is not one of the trait
+    // model's `classes`; counts the typed persons without a class.
+    bool checkLiabilityClasses(int classes, int& personsWithoutClass) const;
+    // Writes the pedigree file of one FASTLINK batch. False when the file cannot be written.
+    bool writePedigreeFile(const std::string& fileName, const FastlinkPedigreeFile& content) const;
     bool makeLinkageLocusFile();
     std::string getCommonHeader() const;
 
@@ -165,6 +192,8 @@ private:
     bool mendelianErrorFound = false;
     std::string pedigreeFileName, mapFileName, phenotypeFileName, locusFileName, modelFileName;
     bool renumberAlleles = false;
+    bool locusFileRead = false;
+    int parallelJobs = 1;
 
     // ---- structure check state (pedigree/structure_check.cpp) ----
     std::ostringstream familyErrorReport;
@@ -172,15 +201,10 @@ private:
     bool topologyErrors = false;
     bool loopInPedigree = false;
     bool loopsFound = false;
+    std::set<std::string> pedigreesWithLoops;
 
     // ---- Mendelian check state (pedigree/mendelian_check.cpp) ----
     std::ostringstream mendelianErrorReport;
-
-    // ---- pedigree file writer state (pedigree/linkage_files.cpp) ----
-    std::string pedigreeType = "BASIC_PEDIGREE";
-    std::vector<std::string> selectedPhenotypes;
-    std::vector<std::string> selectedMarkers;
-    std::ostringstream pedigreeText;
 
     // ---- nuclear decomposition state (pedigree/nuclear_pedigrees.cpp) ----
     int nuclearPedigreeNumber = 1;

@@ -1,6 +1,7 @@
-// The files handed to FASTLINK: the pedigree file (whole or nuclear pedigrees, a chosen
-// selection of phenotypes and markers, alleles renumbered 1..n), loop breaking through
-// UNKNOWN, and the LINKAGE locus model built from the disease model and the catalogue.
+// The files handed to FASTLINK: the pedigree file of one batch (whole or nuclear pedigrees
+// under numeric ids, one trait, marker alleles by their batch numbers), what the batch
+// planner needs to know of each pedigree, and the LINKAGE locus model built from the disease
+// model and the catalogue.
 
 #include <algorithm>
 #include <fstream>
@@ -9,6 +10,7 @@
 #include <vector>
 
 #include "driver/utilities.h"
+#include "engine/fastlink_limits.h"
 #include "input/linkage_locus_file.h"
 #include "input/marker_map.h"
 #include "input/model.h"
@@ -16,8 +18,6 @@
 #include "pedigree/marker_info.h"
 
 namespace {
-
-const char* const kNoPhenotypes = "DO_NOT_PRINT_PHENOTYPES";
 
 bool isAllDigits(const std::string& s) {
     return std::all_of(s.begin(), s.end(), [](char c) { return c >= '0' && c <= '9'; });
@@ -51,113 +51,138 @@ std::vector<Person*> createPedigreeVector(const Pedigree* pedigree) {
     return persons;
 }
 
-void printFramedLoopError() {
-    const std::string stars(66, '*');
-    std::cout << "\n" << stars << "\nError in breaking loops with UNKNOWN...\n" << stars << "\n" << std::endl;
+// A whole decimal number, or -1.
+int wholeNumber(const std::string& text) {
+    if (text.empty() || text.size() > 9 || !isAllDigits(text)) return -1;
+    return std::stoi(text);
 }
 
 }  // namespace
 
-int Pedigrees::writePedigreeFile(const std::string& fileName, const std::vector<std::string>& phenotypes,
-                                 const std::vector<std::string>& markers) {
-    pedigreeType = "BASIC_PEDIGREE";
-    selectedPhenotypes = phenotypes;
-    selectedMarkers = markers;
-    return writePedigreeFile(fileName);
+const RBTree<Pedigree>* Pedigrees::getPedigreeSet(bool nuclear) {
+    // The decomposition marks the source persons as used, so it is done only once.
+    if (nuclear && !nuclearPedigrees) createNuclearPedigrees();
+    return nuclear ? nuclearPedigrees : pedigrees;
 }
 
-int Pedigrees::writeNuclearPedigreeFile(const std::string& fileName, const std::vector<std::string>& phenotypes,
-                                        const std::vector<std::string>& markers) {
-    pedigreeType = "NUCLEAR_PEDIGREE";
-    selectedPhenotypes = phenotypes;
-    selectedMarkers = markers;
-    return writePedigreeFile(fileName);
+std::string Pedigrees::getPedigreeLabel(const Pedigree* pedigree) const {
+    return pedigree->getOriginalPedigreeId().empty() ? pedigree->getPedigreeId() : pedigree->getOriginalPedigreeId();
 }
 
-int Pedigrees::writePedigreeFile(const std::string& fileName) {
-    std::ofstream out(fileName);
-    if (!out) {
-        std::cout << "Error: Unable to open " << fileName << " for wreiting!" << std::endl;
-        return 0;
+bool Pedigrees::getLocusAlleleNumbers(const std::string& markerIndex, int locusAlleles,
+                                      std::map<std::string, int>& numbers) const {
+    numbers.clear();
+    const MarkerInfo* entry = markerInfo->find(markerIndex);
+    if (!entry) return true;
+    for (const Allele* allele : entry->getAlleles()) {
+        // The user's locus file numbers its alleles 1..n, and the data name them by those
+        // numbers; a locus built from the data numbers them as the catalogue does.
+        const int number =
+            wholeNumber(locusFileRead ? allele->getAlleleName() : allele->getAlleleNewName());
+        if (number < 1 || number > locusAlleles) {
+            std::cout << "Error: Marker " << markerMap->getMarkerName(markerIndex) << " has allele "
+                      << allele->getAlleleName() << " in the pedigree file, which its locus in the LINKAGE locus "
+                      << "file does not define (alleles 1 to " << locusAlleles << ")" << std::endl;
+            return false;
+        }
+        numbers[allele->getAlleleName()] = number;
     }
-    const RBTree<Pedigree>* set = pedigrees;
-    if (pedigreeType == "NUCLEAR_PEDIGREE") {
-        // The decomposition marks the source persons as used, so it is done only once.
-        if (!nuclearPedigrees) createNuclearPedigrees();
-        set = nuclearPedigrees;
+    return true;
+}
+
+PedigreeLoad Pedigrees::getFastlinkLoad(const Pedigree* pedigree,
+                                        const std::vector<FastlinkMarkerColumn>& markers) const {
+    PedigreeLoad load;
+    load.persons = pedigree->getPersonTree()->getCount();
+    // UNKNOWN doubles each loop breaker; a pedigree has at most this many loops.
+    if (hasLoop(pedigree->getPedigreeId())) load.persons += fastlink_limits::kLoopsPerPedigree;
+    load.carriedAlleles.resize(markers.size());
+    std::map<std::string, int> children;
+    pedigree->getPersonTree()->forEach([&](const Person* person) {
+        if (person->getFatherId() != "0") load.largestSibship = std::max(load.largestSibship, ++children["f" + person->getFatherId()]);
+        if (person->getMotherId() != "0") load.largestSibship = std::max(load.largestSibship, ++children["m" + person->getMotherId()]);
+        for (size_t m = 0; m < markers.size(); ++m) {
+            const Marker* genotype = person->getMarker(markers[m].markerIndex);
+            if (!genotype) continue;
+            for (int k = 0; k < 2; ++k) {
+                const auto found = markers[m].locusAllele.find(genotype->getAllele(k));
+                if (found != markers[m].locusAllele.end()) load.carriedAlleles[m].push_back(found->second);
+            }
+        }
+    });
+    for (std::vector<int>& carried : load.carriedAlleles) {
+        std::sort(carried.begin(), carried.end());
+        carried.erase(std::unique(carried.begin(), carried.end()), carried.end());
     }
+    return load;
+}
 
-    const bool mixed = !selectedMarkers.empty() && (selectedMarkers[0] == "P" || selectedMarkers[0] == "M");
+bool Pedigrees::checkLiabilityClasses(int classes, int& personsWithoutClass) const {
+    personsWithoutClass = 0;
+    bool valid = true;
+    pedigrees->forEach([&](const Pedigree* pedigree) {
+        pedigree->getPersonTree()->forEach([&](const Person* person) {
+            if (!valid) return;
+            const Phenotype* liability = person->getPhenotype(kLiabilityClassName);
+            if (!liability) {
+                ++personsWithoutClass;
+                return;
+            }
+            const int number = wholeNumber(liability->getValue());
+            if (number < 1 || number > classes) {
+                std::cout << "Error: Person " << person->getPersonId() << " of pedigree " << getPedigreeLabel(pedigree)
+                          << " has liability class " << liability->getValue() << ", but the trait model has "
+                          << classes << " liability class" << (classes == 1 ? "" : "es") << std::endl;
+                valid = false;
+            }
+        });
+    });
+    return valid;
+}
 
-    // Column keys are settled once per file; a genome scan writes this file for every marker.
-    std::vector<std::string> phenotypeColumns;
-    std::vector<std::string> markerColumns;
-    if (!mixed) {
-        for (const std::string& name : selectedPhenotypes.empty() ? phenotypeNames : selectedPhenotypes)
-            if (name != kNoPhenotypes) phenotypeColumns.push_back(name);
-        if (selectedMarkers.empty())
-            for (int i = 0; i < markerCount; ++i) markerColumns.push_back(IntToString(i));
-        else
-            markerColumns = selectedMarkers;
-    }
-    const std::size_t mixedColumns = std::min(selectedMarkers.size(), selectedPhenotypes.size());
-
-    pedigreeText.str("");
-    pedigreeText.clear();
+bool Pedigrees::writePedigreeFile(const std::string& fileName, const FastlinkPedigreeFile& content) const {
+    std::string text;
     std::string line;
-    set->forEach([&](const Pedigree* pedigree) {
-        for (Person* person : createPedigreeVector(pedigree)) {
-            line = person->getPersonInfo();
-            if (mixed) {
-                for (std::size_t i = 0; i < mixedColumns; ++i) {
-                    const std::string& key = selectedPhenotypes[i];
-                    if (selectedMarkers[i] == "M") {
-                        const Marker* m = person->getMarker(key);
-                        if (m) line.append(m->getAllele(0)).append(" ").append(m->getAllele(1)).append("\t");
-                        else line.append("0 0\t");
-                    } else if (selectedMarkers[i] == "P") {
-                        const Phenotype* p = person->getPhenotype(key);
-                        line.append(p ? p->getValue() : std::string("0")).append("\t");
-                    }
+    for (size_t p = 0; p < content.pedigrees.size(); ++p) {
+        const std::string number = IntToString(content.numbers[p]);
+        for (Person* person : createPedigreeVector(content.pedigrees[p])) {
+            // FASTLINK reads numeric pedigree ids: the batch number replaces the user's id.
+            const std::string& columns = person->getPersonInfo();
+            line = number;
+            line.append(columns, columns.find('\t'), std::string::npos);
+            const Phenotype* trait = person->getPhenotype(content.trait);
+            std::string status = trait ? trait->getValue() : "0";
+            if (content.liabilityClasses > 1) {
+                // Without a class the penetrance is unknown, and so is what the status says.
+                const Phenotype* liability = person->getPhenotype(kLiabilityClassName);
+                if (!liability) status = "0 1";
+                else status += " " + liability->getValue();
+            }
+            line.append(status).append(" ");
+            for (size_t m = 0; m < content.markers.size(); ++m) {
+                const Marker* genotype = person->getMarker(content.markers[m]->markerIndex);
+                if (!genotype) {
+                    line.append("0 0 ");
+                    continue;
                 }
-            } else {
-                for (const std::string& name : phenotypeColumns) {
-                    const Phenotype* p = person->getPhenotype(name);
-                    line.append(p ? p->getValue() : std::string("0")).append(" ");
-                }
-                for (const std::string& key : markerColumns) {
-                    const Marker* m = person->getMarker(key);
-                    if (!m) {
-                        line.append("0 0 ");
-                    } else if (renumberAlleles) {
-                        line.append(getNewAlleleName(0, m)).append(" ").append(getNewAlleleName(1, m)).append(" ");
-                    } else {
-                        line.append(m->getAllele(0)).append(" ").append(m->getAllele(1)).append(" ");
-                    }
+                for (int k = 0; k < 2; ++k) {
+                    const auto found = content.markers[m]->locusAllele.find(genotype->getAllele(k));
+                    const int locusAllele = found == content.markers[m]->locusAllele.end() ? 0 : found->second;
+                    const std::vector<int>& batchAllele = *content.batchAlleles[m];
+                    const int written = locusAllele > 0 && static_cast<size_t>(locusAllele) < batchAllele.size()
+                                            ? batchAllele[static_cast<size_t>(locusAllele)]
+                                            : 0;
+                    line.append(IntToString(written)).append(" ");
                 }
             }
             line.append("\n");
-            pedigreeText << line;
+            text += line;
         }
-    });
-
-    out << pedigreeText.str();
-    out.close();
-    pedigreeText.str("");
-    pedigreeText.clear();
-    return 1;
-}
-
-// The first argument selects a pseudo-marker variant of loop breaking that this system never
-// asks for (every caller passes false); UNKNOWN's own loop-breaker selection is always used.
-bool Pedigrees::break_loops(bool /*pseudo*/, bool verbose) {
-    if (verbose) std::cout << "Breaking loops..." << std::endl;
-    if (execute_external_command(std::string("unknownvarkel") + " -l ", verbose) != 0) {
-        printFramedLoopError();
-        return false;
     }
-    // UNKNOWN writes the pedigrees with their loop breakers doubled into lpedfile.dat.
-    return copy_file("lpedfile.dat", "pedfile.dat");
+    std::ofstream out(fileName);
+    out << text;
+    out.close();
+    return static_cast<bool>(out);
 }
 
 bool Pedigrees::makeLinkageLocusFile() {
@@ -207,6 +232,7 @@ bool Pedigrees::makeLinkageLocusFile() {
     }
 
     // A fresh model: a locus file that failed to read may have left loci behind.
+    locusFileRead = false;
     delete linkageLocusFile;
     linkageLocusFile = new LinkageLocusFile();
 

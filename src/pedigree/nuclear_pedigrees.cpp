@@ -2,7 +2,8 @@
 // the father (1), the mother (2) and their joint children (3, 4, ...), renumbered and linked
 // with LINKAGE pointers so that the set can be written as a post-MAKEPED pedigree file.
 // A person who is a child in one nuclear pedigree and a parent in another appears in both,
-// as two independent copies.
+// as two independent copies. Each nuclear pedigree is labelled "<pedigree>-<k>": the user's
+// id of its source pedigree and its number k within it.
 
 #include <string>
 
@@ -24,6 +25,7 @@ public:
 
 private:
     void personCreateNuclearPedigrees(const Pedigree* source) {
+        familiesOfSource = 0;
         source->getPersonTree()->forEach([&](Person* person) {
             if (!person->isUsedAsChild() && person->getFatherId() != "0" && person->getMotherId() != "0")
                 createNewNuclearPedigree(source, person);
@@ -37,6 +39,10 @@ private:
         // through, the child forms no family instead of a family with shifted numbers.
         if (!father || !mother) return;
         auto* family = new Pedigree(IntToString(pedigreeNumber));
+        // Traceable to the input: the user's pedigree id and the family's number within it.
+        const std::string& sourceId =
+            source->getOriginalPedigreeId().empty() ? source->getPedigreeId() : source->getOriginalPedigreeId();
+        family->setOriginalPedigreeId(sourceId + "-" + IntToString(++familiesOfSource));
         child->setUsedAsChild(true);
         father->setUsedAsParent(true);
         mother->setUsedAsParent(true);
@@ -82,6 +88,7 @@ private:
     }
 
     RBTree<Pedigree>* nuclear;
+    int familiesOfSource = 0;
     int& pedigreeNumber;
     int& personNumber;
 };

@@ -209,6 +209,7 @@ bool Pedigrees::checkFamilies() {
     personErrors = false;
     topologyErrors = false;
     loopInPedigree = false;
+    pedigreesWithLoops.clear();
     familyErrorReport.clear();
 
     pedigrees->forEach([&](const Pedigree* pedigree) {
@@ -230,6 +231,7 @@ bool Pedigrees::checkFamilies() {
                 personCheckFamilies(family, person, familyErrorReport, personErrors);
             loopInPedigree = false;
             LoopSearch(family, loopInPedigree, loopsFound).findPedigreeLoops();
+            if (loopInPedigree) pedigreesWithLoops.insert(family.id());
         });
     }
 

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <memory>
 #include <sstream>
 
 #include "linkage/mlink.h"
@@ -69,13 +70,10 @@ TEST(MLinkOutput, RealMlinkOutputMatchesClosedFormAndCutFilesStopCleanly) {
               "2 0 0 5\n0 0 0 0\n1 2\n1 2\n0.9999 0.0001\n1\n0 1 1\n3 3\n0.3 0.3 0.4\n0 0\n0\n1 0.02 0.49\n");
     ASSERT_EQ(std::system(("cd '" + dir.path() + "' && /usr/bin/unknown < /dev/null > /dev/null 2>&1"
                            " && /usr/bin/mlink < /dev/null > /dev/null 2>&1").c_str()), 0);
-    Pedigrees pedigrees;  // two pedigree lines per block
-    for (const char* id : {"7", "12"}) pedigrees.getPedigrees()->insert(new Pedigree(id));
-    MLink mlink(&pedigrees);
-    MLinkTestAccess::setMarkers(mlink, {"D5S1"});
-    captureOutput([&] { EXPECT_TRUE(mlink.readResultsFile(dir.file("outfile.dat"), "basic")); });
-    const MLinkMarker* marker = MLinkTestAccess::currentResults(mlink).at(0);
-    EXPECT_EQ(marker->getIndex(), "D5S1");
+    // Two pedigree lines per block.
+    const std::unique_ptr<MLinkMarker> read(MLink::readResultsFile(dir.file("outfile.dat"), 2));
+    ASSERT_TRUE(read);
+    const MLinkMarker* marker = read.get();
     // The file writes "0.500", "0.000", "0.020": keys are the shortest texts.
     const std::vector<std::string>& names = marker->getLikelihoodsNames();
     ASSERT_EQ(names.size(), 26u);
@@ -111,12 +109,14 @@ TEST(MLinkOutput, RealMlinkOutputMatchesClosedFormAndCutFilesStopCleanly) {
     const std::string third = block("0.040", 0.9, 0.9);
     for (size_t cut : {third.find("LOD=     0.9"), third.find('\n') + 1, third.find("LOD SCORE")}) {
         dir.write("outfile.dat", head + third.substr(0, cut));
-        MLink cutRun(&pedigrees);
-        captureOutput([&] { EXPECT_TRUE(cutRun.readResultsFile(dir.file("outfile.dat"), "basic")); });
-        const MLinkMarker* read = MLinkTestAccess::currentResults(cutRun).at(0);
-        EXPECT_EQ(read->getLikelihoodsNames(), (std::vector<std::string>{"0.5", "0", "0.02"}));
-        EXPECT_EQ(read->getLikelihoodWithMaxLodScore(), read->getLikelihoods(0.0));
-        EXPECT_DOUBLE_EQ(read->getLikelihoods(0.02)->getLikelihood("1")->getLodScore(), 1.0);
+        const std::unique_ptr<MLinkMarker> cutRead(MLink::readResultsFile(dir.file("outfile.dat"), 2));
+        ASSERT_TRUE(cutRead);
+        EXPECT_EQ(cutRead->getLikelihoodsNames(), (std::vector<std::string>{"0.5", "0", "0.02"}));
+        EXPECT_EQ(cutRead->getLikelihoodWithMaxLodScore(), cutRead->getLikelihoods(0.0));
+        EXPECT_DOUBLE_EQ(cutRead->getLikelihoods(0.02)->getLikelihood("1")->getLodScore(), 1.0);
+    }
+    EXPECT_EQ(MLink::readResultsFile(dir.file("no-such-outfile.dat"), 2), nullptr);
+    {
     }
 }
 

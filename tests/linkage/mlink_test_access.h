@@ -8,8 +8,6 @@
 
 class MLinkTestAccess {
 public:
-    static void setMarkers(MLink& m, const std::vector<std::string>& names) { m.markers = names; }
-    static const std::vector<MLinkMarker*>& currentResults(const MLink& m) { return m.currentResults; }
     // Hands one phenotype's marker records to the object (which takes ownership).
     static void addPhenotype(MLink& m, const std::string& phenotype, const std::vector<MLinkMarker*>& markers) {
         m.phenotypes.push_back(phenotype);

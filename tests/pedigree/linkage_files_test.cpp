@@ -1,7 +1,8 @@
-// Files for FASTLINK: pedigree file layouts, the locus model and loop breaking by UNKNOWN.
+// Files for FASTLINK: the pedigree file of a batch, the planner's view of a pedigree, the locus
+// allele numbering and the locus model.
 
 #include <cmath>
-#include <regex>
+#include <map>
 
 #include "input/linkage_locus_file.h"
 #include "pedigree/family_builder.h"
@@ -18,30 +19,69 @@ static void readInput(Pedigrees& collection, const ScratchDir& dir, const std::s
     captureOutput([&] { ASSERT_TRUE(collection.readMapFile("test.map") && collection.readPedigreeFile("test.ped")); });
 }
 
-TEST(PedigreeFileWriter, PersonOrderColumnsAndRenumberedAlleles) {
+TEST(PedigreeFileWriter, BatchNumbersLiabilityAndBatchAlleles) {
     ScratchDir dir;
     Pedigrees collection;
     family_builder::readMap(collection, dir, 4);
-    Pedigree* numeric = family_builder::addPersons(
-        collection, "1", {{"10", "1", "2", "1", {{"0", "0"}, {"0", "0"}, {"0", "0"}, {"9", "9"}}},
-                          {"2", "0", "0", "2"}, {"1", "0", "0", "1", {{"104", "108"}, {"0", "0"}, {"0", "0"}, {"7", "9"}}}});
-    numeric->getPerson("1")->addPhenotype(new Phenotype("DISEASE_LOCUS", "2"));
-    family_builder::addPersons(collection, "2", {{"10", "0", "0", "1"}, {"2", "0", "0", "2"}, {"A1", "10", "2", "2"}});
-    // Numeric ids by value, others in tree order; the markers selected in the order asked.
-    ASSERT_EQ(collection.writePedigreeFile(dir.file("ped.dat"), {"DISEASE_LOCUS"}, {"3", "0"}), 1);
-    EXPECT_EQ(lines(dir.read("ped.dat")), (Lines{"1\t1\t0\t0\t1\t2 7 9 104 108 ", "1\t2\t0\t0\t2\t0 0 0 0 0 ",
-                                                 "1\t10\t1\t2\t1\t0 9 9 0 0 ", "2\t10\t0\t0\t1\t0 0 0 0 0 ",
-                                                 "2\t2\t0\t0\t2\t0 0 0 0 0 ", "2\tA1\t10\t2\t2\t0 0 0 0 0 "}));
-    // Renumbered: 104/108 become 1/2 at D1S1; 7 and 9 become 1 and 2 at D1S4.
-    collection.createMarkerInfo();
-    collection.setRenumberAlleles(true);
-    ASSERT_EQ(collection.writePedigreeFile(dir.file("ped.dat"), {"DO_NOT_PRINT_PHENOTYPES"}, {"0", "3"}), 1);
-    EXPECT_EQ(lines(dir.read("ped.dat"))[0] + "|" + lines(dir.read("ped.dat"))[2],
-              "1\t1\t0\t0\t1\t1 2 1 2 |1\t10\t1\t2\t1\t0 0 2 2 ");
-    // Mixed layout: a phenotype column and a marker column (alleles as read), each closed by a tab.
-    ASSERT_EQ(collection.writePedigreeFile(dir.file("ped.dat"), {"DISEASE_LOCUS", "3"}, {"P", "M"}), 1);
-    EXPECT_EQ(lines(dir.read("ped.dat"))[0] + "|" + lines(dir.read("ped.dat"))[1],
-              "1\t1\t0\t0\t1\t2\t7 9\t|1\t2\t0\t0\t2\t0\t0 0\t");
+    Pedigree* f1 = family_builder::addPersons(
+        collection, "F1", {{"10", "1", "2", "1", {{"0", "0"}, {"0", "0"}, {"0", "0"}, {"9", "9"}}},
+                           {"2", "0", "0", "2"}, {"1", "0", "0", "1", {{"104", "108"}, {"0", "0"}, {"0", "0"}, {"7", "9"}}}});
+    f1->getPerson("1")->addPhenotype(new Phenotype("DISEASE_LOCUS", "2"));
+    f1->getPerson("1")->addPhenotype(new Phenotype(kLiabilityClassName, "2"));
+    f1->getPerson("10")->addPhenotype(new Phenotype("DISEASE_LOCUS", "1"));
+    f1->getPerson("10")->addPhenotype(new Phenotype(kLiabilityClassName, "1"));
+    Pedigree* p2 = family_builder::addPersons(collection, "2", {{"10", "0", "0", "1"}, {"2", "0", "0", "2"}, {"A1", "10", "2", "2"}});
+    p2->getPerson("A1")->addPhenotype(new Phenotype("DISEASE_LOCUS", "2"));
+
+    // Marker 3 (alleles 7, 9 as locus alleles 1, 3; the batch has 7 -> 1, 9 -> 2), then marker 0.
+    const FastlinkMarkerColumn d1s4{"3", {{"7", 1}, {"9", 3}}}, d1s1{"0", {{"104", 1}, {"108", 2}}};
+    const std::vector<int> d1s4Batch{0, 1, 3, 2}, d1s1Batch{0, 2, 1};
+    FastlinkPedigreeFile content{{f1, p2}, {4, 7}, "DISEASE_LOCUS", 2, {&d1s4, &d1s1}, {&d1s4Batch, &d1s1Batch}};
+    ASSERT_TRUE(collection.writePedigreeFile(dir.file("ped.dat"), content));
+    // FASTLINK's numbers replace the ids; numeric person ids by value, others in tree order; a
+    // status without a class is unknown ("0 1"); a status with its class.
+    EXPECT_EQ(lines(dir.read("ped.dat")),
+              (Lines{"4\t1\t0\t0\t1\t2 2 1 2 2 1 ", "4\t2\t0\t0\t2\t0 1 0 0 0 0 ", "4\t10\t1\t2\t1\t1 1 2 2 0 0 ",
+                     "7\t10\t0\t0\t1\t0 1 0 0 0 0 ", "7\t2\t0\t0\t2\t0 1 0 0 0 0 ", "7\tA1\t10\t2\t2\t0 1 0 0 0 0 "}));
+    // One class: no class column; a class number outside the model's classes is an error.
+    content.liabilityClasses = 1;
+    content.markers.pop_back();
+    content.batchAlleles.pop_back();
+    ASSERT_TRUE(collection.writePedigreeFile(dir.file("ped.dat"), content));
+    EXPECT_EQ(lines(dir.read("ped.dat"))[0] + "|" + lines(dir.read("ped.dat"))[5], "4\t1\t0\t0\t1\t2 1 2 |7\tA1\t10\t2\t2\t2 0 0 ");
+    int withoutClass = 0;
+    EXPECT_TRUE(collection.checkLiabilityClasses(2, withoutClass));
+    EXPECT_EQ(withoutClass, 4);
+    EXPECT_EQ(captureOutput([&] { EXPECT_FALSE(collection.checkLiabilityClasses(1, withoutClass)); }),
+              "Error: Person 1 of pedigree F1 has liability class 2, but the trait model has 1 liability class\n");
+    EXPECT_FALSE(collection.writePedigreeFile(dir.file("no/such/dir/ped.dat"), content));
+}
+
+// The batch planner's view of a pedigree, and the locus allele of every data allele.
+TEST(PedigreeFileWriter, LoadsAndLocusAlleleNumbers) {
+    ScratchDir dir;
+    InDirectory inside(dir.path());
+    Pedigrees collection;
+    // Alleles 104, 108, 112 at D1S1; 1 x 2 with four children, one untyped.
+    readInput(collection, dir,
+              "1 1 0 0 3 0 0 1 1 1 104 108 0 0 0 0\n1 2 0 0 3 0 0 2 0 1 112 112 0 0 0 0\n"
+              "1 3 1 2 0 4 4 1 0 2 104 112 0 0 0 0\n1 4 1 2 0 5 5 2 0 1 108 112 0 0 0 0\n"
+              "1 5 1 2 0 6 6 1 0 1 108 112 0 0 0 0\n1 6 1 2 0 0 0 2 0 1 0 0 0 0 0 0\n");
+    std::map<std::string, int> numbers;
+    ASSERT_TRUE(collection.getLocusAlleleNumbers("0", 3, numbers));
+    EXPECT_EQ(numbers, (std::map<std::string, int>{{"104", 1}, {"108", 2}, {"112", 3}}));
+    const PedigreeLoad load =
+        collection.getFastlinkLoad(collection.getPedigrees()->find("1"), {FastlinkMarkerColumn{"0", numbers}});
+    EXPECT_EQ(load.persons, 6);
+    EXPECT_EQ(load.largestSibship, 4);
+    EXPECT_EQ(load.carriedAlleles, (std::vector<std::vector<int>>{{1, 2, 3}}));
+    // With the user's locus file the names are the locus alleles: 104 is none of its three.
+    dir.write("user.dat", "4 0 0 5\n0 0.0 0.0 0\n1 2 3 4\n1 2\n0.99 0.01\n1\n0.01 0.9 0.9\n3 3\n0.3 0.3 0.4\n"
+                          "3 2\n0.5 0.5\n3 2\n0.5 0.5\n0 0\n0.5 0.1 0.1\n1 0.1 0.45\n");
+    captureOutput([&] { ASSERT_TRUE(collection.readLocusFile("user.dat")); });
+    EXPECT_EQ(captureOutput([&] { EXPECT_FALSE(collection.getLocusAlleleNumbers("0", 3, numbers)); }),
+              "Error: Marker D1S1 has allele 104 in the pedigree file, which its locus in the LINKAGE locus file "
+              "does not define (alleles 1 to 3)\n");
 }
 
 TEST(LocusModel, LociFractionsAndFrequencyTypes) {
@@ -85,32 +125,4 @@ TEST(LocusModel, LociFractionsAndFrequencyTypes) {
         ASSERT_EQ(fractions.size(), 3u);
         for (int i = 0; i < 3; ++i) EXPECT_NEAR(fractions[i], kosambi[i], 1e-12) << i;
     }
-}
-
-TEST(LoopBreaking, UnknownDoublesTheLoopBreaker) {
-    ScratchDir dir;
-    InDirectory inside(dir.path());
-    setenv("PATH", (std::string(VARKEL_BIN_DIR) + ":" + std::getenv("PATH")).c_str(), 1);
-    // First cousins 7 and 8 marry: one marriage loop through the grandparents 1 and 2.
-    Pedigrees collection;
-    readInput(collection, dir,
-              "1 1 0 0 3 0 0 1 1 1 1 2 0 0 0 0\n1 2 0 0 3 0 0 2 0 1 1 3 0 0 0 0\n1 3 1 2 7 4 4 1 0 1 1 3 0 0 0 0\n"
-              "1 4 1 2 8 0 0 2 0 2 1 2 0 0 0 0\n1 5 0 0 7 0 0 2 0 1 0 0 0 0 0 0\n1 6 0 0 8 0 0 1 0 1 2 3 0 0 0 0\n"
-              "1 7 3 5 9 0 0 1 0 2 1 2 0 0 0 0\n1 8 6 4 9 0 0 2 0 2 2 3 0 0 0 0\n1 9 7 8 0 10 10 1 0 2 1 3 0 0 0 0\n"
-              "1 10 7 8 0 0 0 2 0 1 2 2 0 0 0 0\n");
-    ASSERT_EQ(collection.writePedigreeFile("pedfile.dat", {"DISEASE_LOCUS"}, {"0"}), 1);
-    // Without a locus file UNKNOWN fails.
-    captureOutput([&] { EXPECT_FALSE(collection.break_loops(false, false)); });
-    dir.write("datafile.dat",
-              "2 0 0 5\n0 0.0 0.0 0\n1 2\n1 2\n0.99 0.01\n1\n0.01 0.9 0.9\n3 3\n0.3 0.3 0.4\n0 0\n0.0\n1 0.02 0.49\n");
-    EXPECT_TRUE(contains(captureOutput([&] { EXPECT_TRUE(collection.break_loops(false, true)); }),
-                         "Breaking loops...\nExternal command: unknownvarkel -l \n"));
-    // UNKNOWN run directly breaks at 8: her copy 11 mothers 9 and 10; both copies proband 2.
-    Lines rows;
-    for (const std::string& line : lines(dir.read("pedfile.dat")))
-        rows.push_back(std::regex_replace(" " + line + " ", std::regex("\\s+"), " "));
-    ASSERT_EQ(rows.size(), 11u);
-    EXPECT_EQ(rows[7], " 1 8 6 4 0 0 0 2 2 2 2 3 ");
-    EXPECT_EQ(rows[8].substr(0, 10), " 1 9 7 11 ");
-    EXPECT_EQ(rows[10], " 1 11 0 0 9 0 0 2 2 2 2 3 ");
 }
