@@ -173,13 +173,13 @@ TEST(SinglepointReports, ColumnRulesPagingAndGeometry) {
                            {0.02, {{"9", 0.575741}, {"10", -1.105682}}}}),
          makeMarker("D2", {{0.5, {{"9", 0.0}, {"10", 0.0}}}, {0.0, {{"9", 1.2345678}, {"10", 0.2}}},
                            {0.02, {{"9", 0.3}, {"10", 0.2}}}})});
-    // First theta as the last column; rows in string order of the ids ("10" before "9").
+    // First theta as the last column; rows in the order of the records (FASTLINK's order).
     captureOutput([&] { EXPECT_TRUE(mlink.writeResultsByFamilyFile(dir.file("fam"))); });
     EXPECT_EQ(linesAfter(dir.read("fam.out"), "Marker: D1", 5),
               (std::vector<std::string>{"               Theta", "Pedigreeid",
                                         "                        0           0.02            0.5",
-                                        "        10    -1000.00000       -1.10568        0.00000",
-                                        "         9        0.60206        0.57574        0.00000"}));
+                                        "         9        0.60206        0.57574        0.00000",
+                                        "        10    -1000.00000       -1.10568        0.00000"}));
     // Curve table: negative (and zero) LODs in scientific notation; the first theta last.
     captureOutput([&] { EXPECT_TRUE(mlink.writeAllLODScoresFile(dir.file("cur"))); });
     EXPECT_EQ(linesAfter(dir.read("cur.out"), "Phenotype: DISEASE_LOCUS", 5),
