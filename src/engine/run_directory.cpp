@@ -46,7 +46,9 @@ bool usable(const std::string& directory, bool needsRoom) {
 }
 
 std::string makeRunDirectory(const std::string& parent) {
-    std::string pattern = (parent == "/" ? std::string() : parent) + "/varkel-run-XXXXXX";
+    // The process id in the name tells whose scratch a directory is.
+    std::string pattern =
+        (parent == "/" ? std::string() : parent) + "/varkel-" + std::to_string(getpid()) + "-XXXXXX";
     if (!mkdtemp(pattern.data())) return "";
     return pattern;
 }

@@ -26,8 +26,10 @@ ScratchDir::~ScratchDir() {
     fs::remove_all(dir, ignored);
 }
 
-void ScratchDir::write(const std::string& name, const std::string& content) const {
-    std::ofstream out(file(name), std::ios::binary);
+void ScratchDir::write(const std::string& name, const std::string& content) const { writeWholeFile(file(name), content); }
+
+void writeWholeFile(const std::string& path, const std::string& content) {
+    std::ofstream out(path, std::ios::binary);
     out << content;
 }
 

@@ -52,6 +52,7 @@ template <class F>
 std::string captureOutput(F&& fn);
 
 std::string readWholeFile(const std::string& path);
+void writeWholeFile(const std::string& path, const std::string& content);
 std::string testData(const std::string& name);  // path of a file under tests/data
 bool contains(const std::string& text, const std::string& part);
 
