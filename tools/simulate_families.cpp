@@ -30,6 +30,8 @@ struct Options {
     double diseaseFrequency = 0.01;
     double penetrance[3] = {0.01, 0.9, 0.9};  // genotypes ++, D+, DD
     double missingRate = 0.04;
+    int minAlleles = 4;  // a marker's allele count is drawn uniformly from [minAlleles, maxAlleles]
+    int maxAlleles = 10;
     std::string outDir = ".";
     std::string prefix = "example";
 };
@@ -45,6 +47,8 @@ const char* kUsage =
     "  --disease-after K   disease locus midway between markers K and K+1 (default 5)\n"
     "  --spacing CM        distance between adjacent markers in cM (default 10)\n"
     "  --missing P         share of genotypes missing at random in typed persons (default 0.04)\n"
+    "  --min-alleles N     fewest alleles of a marker (default 4)\n"
+    "  --max-alleles N     most alleles of a marker (default 10)\n"
     "  --out-dir DIR       output directory (default .)\n"
     "  --prefix NAME       output file name prefix (default example)\n"
     "  --help              this text\n"
@@ -52,7 +56,8 @@ const char* kUsage =
     "Disease model: dominant, disease allele frequency 0.01, penetrances 0.01 0.9 0.9. One\n"
     "founder of the oldest generation of every family carries the disease allele (the families\n"
     "are ascertained through the disease); married-in spouses carry it with the population\n"
-    "frequency. Markers have 4 to 10 alleles of unequal frequencies named like fragment sizes.\n";
+    "frequency. Markers have --min-alleles to --max-alleles alleles of unequal frequencies named\n"
+    "like fragment sizes.\n";
 
 // Random source with draws defined here rather than by a library's distributions.
 class Random {
@@ -272,7 +277,7 @@ Genome makeGenome(const Options& options, Random& random) {
         name << "D1S" << (1000 + 37 * i + random.below(30));
         m.name = name.str();
         m.position = options.firstPosition + options.spacing * i;
-        const int alleles = 4 + random.below(7);
+        const int alleles = options.minAlleles + random.below(options.maxAlleles - options.minAlleles + 1);
         const int step = random.chance(0.5) ? 2 : 4;
         const int first = 96 + 2 * random.below(30);
         std::vector<double> weights;
@@ -325,6 +330,8 @@ bool parseOptions(int argc, char** argv, Options& options) {
         else if (arg == "--disease-after") options.diseaseAfter = static_cast<int>(std::strtol(value.c_str(), &end, 10));
         else if (arg == "--spacing") options.spacing = std::strtod(value.c_str(), &end);
         else if (arg == "--missing") options.missingRate = std::strtod(value.c_str(), &end);
+        else if (arg == "--min-alleles") options.minAlleles = static_cast<int>(std::strtol(value.c_str(), &end, 10));
+        else if (arg == "--max-alleles") options.maxAlleles = static_cast<int>(std::strtol(value.c_str(), &end, 10));
         else if (arg == "--out-dir") { options.outDir = value; continue; }
         else if (arg == "--prefix") { options.prefix = value; continue; }
         else {
@@ -346,6 +353,10 @@ bool parseOptions(int argc, char** argv, Options& options) {
     }
     if (options.diseaseAfter < 1 || options.diseaseAfter >= options.markers) {
         std::cerr << "simulate_families: --disease-after must be 1 to markers-1\n";
+        return false;
+    }
+    if (options.minAlleles < 2 || options.maxAlleles < options.minAlleles || options.maxAlleles > 40) {
+        std::cerr << "simulate_families: alleles per marker must be 2 <= --min-alleles <= --max-alleles <= 40\n";
         return false;
     }
     if (!(options.spacing > 0.0) || !(options.missingRate >= 0.0 && options.missingRate < 1.0)) {
