@@ -173,6 +173,8 @@ bool FastlinkRunner::run(std::vector<FastlinkJob>& jobs) {
         arguments.insert(arguments.end(), step.arguments.begin(), step.arguments.end());
         ProcessOptions options;
         options.workingDirectory = job.directory;
+        // Each program's messages on their own: a failure shows the failing program's lines.
+        std::remove((job.directory + "/" + kLogName).c_str());
         options.standardOutput = job.directory + "/" + kLogName;
         options.standardError = options.standardOutput;
         options.withoutFsync = true;

@@ -298,9 +298,11 @@ bool MLink::run(const std::string& mode, const std::string& markerName, const st
                 const std::string first = pedigrees->getPedigreeLabel(content.pedigrees.front());
                 const std::string last = pedigrees->getPedigreeLabel(content.pedigrees.back());
                 FastlinkJob job;
-                job.description = "trait " + phenotypes[p] + ", marker " + plan.name + ", pedigrees " + first +
-                                  (first == last ? "" : " to " + last) + " (" +
-                                  IntToString(static_cast<int>(content.pedigrees.size())) + " pedigrees)";
+                job.description = "trait " + phenotypes[p] + ", marker " + plan.name + ", " +
+                                  (first == last ? "pedigree " + first
+                                                 : "pedigrees " + first + " to " + last + " (" +
+                                                       IntToString(static_cast<int>(content.pedigrees.size())) +
+                                                       " pedigrees)");
                 // The work grows with the persons and the square of the alleles FASTLINK sees.
                 const double alleles = static_cast<double>(batch.markers[0].frequencies.size());
                 job.size = size * alleles * alleles;

@@ -60,7 +60,8 @@ static std::string shellQuote(const std::string& word) {
 }
 
 RunResult runProgram(const std::string& program, const std::vector<std::string>& args, const std::string& dir) {
-    std::string command = "cd " + shellQuote(dir) + " && " + shellQuote(std::string(VARKEL_BIN_DIR) + "/" + program);
+    const std::string path = program.front() == '/' ? program : std::string(VARKEL_BIN_DIR) + "/" + program;
+    std::string command = "cd " + shellQuote(dir) + " && " + shellQuote(path);
     for (const auto& a : args) command += " " + shellQuote(a);
     command += " > .run.out 2> .run.err < /dev/null";
     RunResult result;

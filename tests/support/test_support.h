@@ -43,8 +43,8 @@ struct RunResult {
     std::string errors;  // standard error
 };
 
-// Runs a built program (e.g. "varkel", "makepedpseudo") inside dir with the given
-// arguments (each passed as one shell word).
+// Runs a built program (e.g. "varkel", "makepedpseudo"; or the program at an absolute path)
+// inside dir with the given arguments (each passed as one shell word).
 RunResult runProgram(const std::string& program, const std::vector<std::string>& args, const std::string& dir);
 
 // Standard output produced while fn runs in this process.

@@ -1,0 +1,132 @@
+// The program with stand-in FASTLINK launchers beside a copy of it: a failing program's own
+// reason on the console, the complete analyses still reported, and an interrupted run that
+// leaves no scratch behind.
+
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <thread>
+
+#include "engine/process.h"
+#include "support/test_support.h"
+
+using namespace testing_support;
+namespace fs = std::filesystem;
+
+namespace {
+
+// A copy of varkel and its converter in bin/, with real FASTLINK launchers unless replaced,
+// and one nuclear family in run/ (an affected father 1/2, his children agreeing).
+class Installation {
+public:
+    Installation() {
+        fs::create_directory(dir.file("bin"));
+        fs::create_directory(dir.file("run"));
+        for (const char* program : {"varkel", "makepedpseudo"})
+            fs::copy_file(std::string(VARKEL_BIN_DIR) + "/" + program, dir.file("bin/") + program);
+        for (const char* launcher : {"unknownvarkel", "mlinkvarkel"})
+            fs::create_symlink(fs::read_symlink(std::string(VARKEL_BIN_DIR) + "/" + launcher),
+                               dir.file("bin/") + launcher);
+        dir.write("run/p.pre", "1 1 0 0 1 2 1 2\n1 2 0 0 2 1 3 3\n1 3 1 2 1 2 1 3\n1 4 1 2 2 2 1 3\n"
+                               "1 5 1 2 1 1 2 3\n");
+        dir.write("run/m.map", "CHROMOSOME HALDANE POSITION\n1 10.0 D1\n");
+        dir.write("run/d.model", "0 0.0001 1\n0.0 1.0 1.0\n");
+    }
+    void replace(const std::string& launcher, const std::string& script) const {
+        fs::remove(dir.file("bin/" + launcher));
+        dir.write("bin/" + launcher, "#!/bin/sh\n" + script);
+        chmod(dir.file("bin/" + launcher).c_str(), 0755);
+    }
+    std::vector<std::string> command(std::vector<std::string> options) const {
+        std::vector<std::string> arguments{dir.file("bin/varkel"), "--ped", "p.pre", "--map", "m.map", "--model",
+                                           "d.model"};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        return arguments;
+    }
+    ScratchDir dir;
+};
+
+// The scratch directories of process `pid` in the places varkel makes them.
+std::vector<std::string> scratchOf(pid_t pid) {
+    std::vector<std::string> found;
+    const std::string name = "varkel-" + std::to_string(pid) + "-";
+    for (const char* place : std::vector<const char*>{"/dev/shm", "/tmp", std::getenv("TMPDIR")}) {
+        if (!place || !fs::is_directory(place)) continue;
+        for (const auto& entry : fs::directory_iterator(place))
+            if (entry.path().filename().string().rfind(name, 0) == 0) found.push_back(entry.path());
+    }
+    return found;
+}
+
+}  // namespace
+
+TEST(VarkelWithStandIns, AFailingNuclearRunShowsItsReasonAndKeepsTheWholePedigreeReports) {
+    Installation installation;
+    // The first MLINK run (whole pedigrees) is real, the second (nuclear) fails with a reason.
+    installation.replace("mlinkvarkel", "if [ -e " + installation.dir.file("once") + " ]; then\n"
+                                        "  echo 'Error detected reading pedigree record 1. Maximum number of "
+                                        "individuals exceeded' >&2; exit 1\nfi\ntouch " +
+                                            installation.dir.file("once") + "\nexec /usr/bin/mlink\n");
+    const RunResult run = runProgram(installation.dir.file("bin/varkel"), {"--ped", "p.pre", "--map", "m.map", "--model", "d.model",
+                                                       "--singlepoint", "--nuclear", "--jobs", "1"},
+                                     installation.dir.file("run"));
+    EXPECT_EQ(run.status, 255);
+    EXPECT_TRUE(contains(run.output, "Error in executing MLINK: mlinkvarkel\n\nSomething is wrong....\n")) << run.output;
+    EXPECT_TRUE(contains(run.output, "FASTLINK job: mlinkvarkel for trait DISEASE_LOCUS, marker D1, pedigree 1-1\n"
+                                     "mlinkvarkel ended with status 1\nLast lines printed by "
+                                     "mlinkvarkel:\n    Error detected reading pedigree record 1. Maximum number of "
+                                     "individuals exceeded\n"))
+        << run.output;
+    EXPECT_FALSE(contains(run.output, "Elapsed time"));
+    // The whole-pedigree analysis had finished: its reports and the summary are there.
+    const std::string summary = installation.dir.read("run/varkel_summary.out");
+    EXPECT_TRUE(contains(summary, "Marker       LodHom     Theta\n                  D1     0.602059      0.00\n"))
+        << summary;
+    EXPECT_TRUE(fs::exists(installation.dir.file("run/varkel_singlepoint.out")));
+    EXPECT_FALSE(fs::exists(installation.dir.file("run/varkel_singlepoint_nuc.out")));
+}
+
+TEST(VarkelWithStandIns, AnInterruptedRunLeavesNoScratchBehind) {
+    Installation installation;
+    const std::string started = installation.dir.file("started");
+    installation.replace("mlinkvarkel", "touch " + started + "\nexec sleep 60\n");
+    ProcessOptions options;
+    options.workingDirectory = installation.dir.file("run");
+    options.standardOutput = installation.dir.file("run/console.txt");
+    options.standardError = options.standardOutput;
+    std::string error;
+    const pid_t varkel = startProcess(installation.command({"--singlepoint"}), options, error);
+    ASSERT_GT(varkel, 0) << error;
+    for (int wait = 0; wait < 300 && !fs::exists(started); ++wait)
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    ASSERT_TRUE(fs::exists(started)) << installation.dir.read("run/console.txt");
+    EXPECT_EQ(scratchOf(varkel).size(), 1u);
+    kill(varkel, SIGINT);
+    const auto before = std::chrono::steady_clock::now();
+    EXPECT_EQ(waitForProcess(varkel), 128 + SIGINT);
+    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(10));
+    EXPECT_TRUE(scratchOf(varkel).empty());
+    for (const std::string& name : installation.dir.listing())
+        EXPECT_TRUE(name == "bin" || name == "run" || name == "started") << name;
+}
+
+// File names reach the converter as they are: no shell reads them.
+TEST(VarkelWithStandIns, PedigreeFileNamesWithShellCharactersAreConverted) {
+    Installation installation;
+    for (const std::string name : {"a$(touch X).pre", "q\"uote.pre", "it's.pre"}) {
+        SCOPED_TRACE(name);
+        fs::copy_file(installation.dir.file("run/p.pre"), installation.dir.file("run/" + name));
+        const RunResult run = runProgram(
+            installation.dir.file("bin/varkel"), {"--ped", name, "--map", "m.map", "--model", "d.model", "--singlepoint"},
+            installation.dir.file("run"));
+        EXPECT_EQ(run.status, 0) << run.output;
+        EXPECT_TRUE(contains(run.output, "                  D1     0.602059      0.00\n")) << run.output;
+        EXPECT_FALSE(fs::exists(installation.dir.file("run/X")));
+        EXPECT_FALSE(fs::exists(installation.dir.file("run/" + name + ".linkage")));
+    }
+}
