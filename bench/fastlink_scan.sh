@@ -294,7 +294,10 @@ for report in "$work/jobs1"/varkel_* "$work/jobs2"/varkel_*; do
 done
 
 # --- Figures -----------------------------------------------------------------------------------
-eatmydata=$(ls /usr/lib/*/libeatmydata.so.1 2> /dev/null | head -1 || true)
+eatmydata=
+for library in /usr/lib/*/libeatmydata.so.1; do
+    if [ -e "$library" ]; then eatmydata=$library; break; fi
+done
 echo "data:                        $families families, $persons persons, $markers markers with $fewest-$most alleles (simulated)"
 echo "varkel's scratch directory:  $scratch on $scratch_file_system [/dev/shm: $(stat -f -c %T /dev/shm)]"
 echo "libeatmydata:                ${eatmydata:-not installed}; FASTLINK's LD_PRELOAD: ${preload:-none}"
