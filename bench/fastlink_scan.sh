@@ -10,7 +10,7 @@
 #      together with timing launchers of those names: links to bench/timed_run, which start the
 #      FASTLINK programs and log their wall times on the monotonic clock. varkel itself is timed
 #      the same way, so both times come from one clock and no shell is charged to either;
-#   3. against running FASTLINK the old way: every run of the scan at a time, in one directory on
+#   3. against running FASTLINK the old way: the scan's runs one at a time, in one directory on
 #      disk, fsync left on. Capture launchers (in a second bin directory) copy every job's
 #      pedfile.dat and datafile.dat into a store, one capture run of varkel per marker so that
 #      each job is known by its marker; the jobs are then replayed with the FASTLINK programs
@@ -281,16 +281,20 @@ old_way=$(awk '$1 == "replay" { printf "%.6f\n", $3 - $2 }' "$work/replay.times"
 date_line='(Mon|Tue|Wed|Thu|Fri|Sat|Sun) (Jan|Feb|Mar|Apr|May|Jun|Jul|Aug|Sep|Oct|Nov|Dec) [ 0-9][0-9] [0-9]{2}:[0-9]{2}:[0-9]{2} [0-9]{4}'
 differing=()
 compared=0
-for report in "$work/jobs1"/varkel_* "$work/jobs2"/varkel_*; do
+for report in "$work/jobs1"/varkel_*; do
     [ -e "$report" ] || continue
     name=${report##*/}
-    case "$report" in "$work/jobs2"/*) [ -e "$work/jobs1/$name" ] || differing+=("$name (only --jobs 2)"); continue ;; esac
-    if [ ! -e "$work/jobs2/$name" ]; then
+    if [ -e "$work/jobs2/$name" ]; then
+        compared=$((compared + 1))
+        cmp -s <(grep -Ev "$date_line" "$report") <(grep -Ev "$date_line" "$work/jobs2/$name") || differing+=("$name")
+    else
         differing+=("$name (only --jobs 1)")
-        continue
     fi
-    compared=$((compared + 1))
-    cmp -s <(grep -Ev "$date_line" "$report") <(grep -Ev "$date_line" "$work/jobs2/$name") || differing+=("$name")
+done
+for report in "$work/jobs2"/varkel_*; do
+    [ -e "$report" ] || continue
+    name=${report##*/}
+    [ -e "$work/jobs1/$name" ] || differing+=("$name (only --jobs 2)")
 done
 
 # --- Figures -----------------------------------------------------------------------------------
@@ -298,12 +302,13 @@ eatmydata=
 for library in /usr/lib/*/libeatmydata.so.1; do
     if [ -e "$library" ]; then eatmydata=$library; break; fi
 done
-echo "data:                        $families families, $persons persons, $markers markers with $fewest-$most alleles (simulated)"
+echo "data:                        $families families, $persons persons, $markers markers of $min_alleles to $max_alleles alleles" \
+     "($fewest to $most in the pedigree file), simulated"
 echo "varkel's scratch directory:  $scratch on $scratch_file_system [/dev/shm: $(stat -f -c %T /dev/shm)]"
 echo "libeatmydata:                ${eatmydata:-not installed}; FASTLINK's LD_PRELOAD: ${preload:-none}"
 echo "FASTLINK runs of the scan:   $jobs jobs ($loop_jobs with loop breaking): $unknown_calls UNKNOWN, $mlink_calls MLINK"
 echo
-awk -v t1="$total1" -v t2="$total2" -v inside="$inside1" -v old="$old_way" '
+awk -v t1="$total1" -v t2="$total2" -v inside="$inside1" '
     function verdict(ok) { return ok ? "met" : "NOT met" }
     BEGIN {
         printf "scan wall time, --jobs 1:    %.2f s\n", t1
@@ -316,13 +321,14 @@ awk -v t1="$total1" -v t2="$total2" -v inside="$inside1" -v old="$old_way" '
                t1 - inside, 100 * (t1 - inside) / t1, verdict((t1 - inside) / t1 < 0.10)
     }'
 echo
-echo "the old way (each run of the scan at a time, one directory on disk, fsync on):"
+echo "the old way (the scan's runs one at a time, with all alleles, in one directory on disk, fsync on):"
 echo "  directory:                 $replay on $(file_system "$replay")"
 if [ "$downcoded" -eq 0 ]; then
     echo "  runs replayed:             $jobs, every one with all alleles of its marker"
 else
-    echo "  runs replayed:             $jobs, of which $downcoded DOWNCODED (fewer alleles than the study has, so"
-    echo "                             the old way's time below is if anything too short), e.g.:"
+    echo "  runs replayed:             $jobs, of which $downcoded DOWNCODED: the alleles their pedigree batch does"
+    echo "                             not carry are lumped into one, so these runs are shorter than with all"
+    echo "                             alleles and the old way's time below is if anything too short; e.g."
     for example in "${examples[@]}"; do echo "                               $example"; done
 fi
 awk -v t1="$total1" -v old="$old_way" 'BEGIN {

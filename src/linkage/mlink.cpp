@@ -292,7 +292,7 @@ bool MLink::run(const std::string& mode, const std::string& markerName, const st
                 for (size_t position : batch.pedigrees) {
                     content.pedigrees.push_back(setPedigrees[position]);
                     content.numbers.push_back(static_cast<int>(position) + 1);
-                    loops = loops || pedigrees->hasLoop(setPedigrees[position]->getPedigreeId());
+                    loops = loops || pedigrees->hasLoop(setPedigrees[position]);
                     size += setPedigrees[position]->getPersonTree()->getCount();
                 }
                 const std::string first = pedigrees->getPedigreeLabel(content.pedigrees.front());

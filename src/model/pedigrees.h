@@ -98,7 +98,8 @@ public:
     bool isPedigreeFileRead() const { return pedigreeFileRead != 0; }
     bool isMendelianErrorFound() const { return mendelianErrorFound; }
     bool isLoopsFound() const { return loopsFound; }
-    bool hasLoop(const std::string& pedigreeId) const { return pedigreesWithLoops.count(pedigreeId) > 0; }
+    // A pedigree as read with a marriage or consanguinity loop (derived pedigrees have none).
+    bool hasLoop(const Pedigree* pedigree) const;
     // The locus model was read from the user's LINKAGE locus file (not built from the data).
     bool isLocusFileRead() const { return locusFileRead; }
     // Number of persons in every pedigree of a tree (null tree: 0).

@@ -95,7 +95,7 @@ PedigreeLoad Pedigrees::getFastlinkLoad(const Pedigree* pedigree,
     PedigreeLoad load;
     load.persons = pedigree->getPersonTree()->getCount();
     // UNKNOWN doubles each loop breaker; a pedigree has at most this many loops.
-    if (hasLoop(pedigree->getPedigreeId())) load.persons += fastlink_limits::kLoopsPerPedigree;
+    if (hasLoop(pedigree)) load.persons += fastlink_limits::kLoopsPerPedigree;
     load.carriedAlleles.resize(markers.size());
     std::map<std::string, int> children;
     pedigree->getPersonTree()->forEach([&](const Person* person) {

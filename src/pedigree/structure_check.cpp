@@ -239,6 +239,11 @@ bool Pedigrees::checkFamilies() {
     return topologyErrors || personErrors;
 }
 
+bool Pedigrees::hasLoop(const Pedigree* pedigree) const {
+    // Nuclear pedigrees are numbered apart: an equal id names another pedigree.
+    return pedigreesWithLoops.count(pedigree->getPedigreeId()) > 0 && pedigrees->find(pedigree->getPedigreeId()) == pedigree;
+}
+
 bool Pedigrees::writeFamilyErrors(const std::string& fileName) {
     if (!checkFamilies()) return false;
     std::ofstream out(fileName, std::ios::out | std::ios::trunc);
