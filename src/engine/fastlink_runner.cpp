@@ -9,6 +9,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdio>
+#include <deque>
 #include <fstream>
 #include <iostream>
 #include <map>
@@ -191,19 +192,50 @@ bool FastlinkRunner::run(std::vector<FastlinkJob>& jobs) {
         active[process] = job;
     };
 
-    while (true) {
-        while (!failed && !run_directory::interrupted() && active.size() < static_cast<size_t>(parallelJobs) &&
-               next < order.size()) {
-            ActiveJob job{order[next++], 0, run_directory::makeJobDirectory()};
-            if (job.directory.empty() || !jobs[job.job].writeInput(job.directory)) {
-                fail(job, "Unable to write its input files in the scratch directory " +
-                              run_directory::path(outputPrefix), false);
-                run_directory::removeDirectory(job.directory);
-                break;
-            }
-            startStep(job);
+    // Programs are started first; varkel's own work on the jobs (writing the next inputs, reading
+    // the finished outputs) is done while they run, so the cores wait for neither.
+    std::deque<ActiveJob> prepared;  // input written, not started
+    std::deque<ActiveJob> finished;  // programs done, output not read
+    const auto prepare = [&]() {
+        ActiveJob job{order[next++], 0, run_directory::makeJobDirectory()};
+        if (job.directory.empty() || !jobs[job.job].writeInput(job.directory)) {
+            fail(job, "Unable to write its input files in the scratch directory " + run_directory::path(outputPrefix),
+                 false);
+            run_directory::removeDirectory(job.directory);
+            return;
         }
-        if (active.empty()) break;
+        prepared.push_back(job);
+    };
+    const auto stopping = [&] { return failed || run_directory::interrupted(); };
+
+    while (true) {
+        while (!stopping() && active.size() < static_cast<size_t>(parallelJobs) &&
+               (!prepared.empty() || next < order.size())) {
+            if (prepared.empty()) prepare();
+            if (prepared.empty()) break;
+            startStep(prepared.front());
+            prepared.pop_front();
+        }
+        while (!finished.empty()) {
+            const ActiveJob job = finished.front();
+            finished.pop_front();
+            if (stopping()) {
+                run_directory::removeDirectory(job.directory);
+                continue;
+            }
+            if (!jobs[job.job].readOutput(job.directory)) {
+                fail(job, "Its output file outfile.dat is missing or incomplete", true);
+            } else {
+                ++done;
+                progress.update(done);
+            }
+            run_directory::removeDirectory(job.directory);
+        }
+        if (!stopping() && prepared.size() < static_cast<size_t>(parallelJobs) && next < order.size()) prepare();
+        if (active.empty()) {
+            if (!stopping() && (!prepared.empty() || next < order.size())) continue;
+            break;
+        }
 
         int waitStatus = 0;
         const pid_t process = waitpid(-1, &waitStatus, 0);
@@ -249,14 +281,10 @@ bool FastlinkRunner::run(std::vector<FastlinkJob>& jobs) {
             startStep(job);
             continue;
         }
-        if (!current.readOutput(job.directory)) {
-            fail(job, "Its output file outfile.dat is missing or incomplete", true);
-        } else {
-            ++done;
-            progress.update(done);
-        }
-        run_directory::removeDirectory(job.directory);
+        finished.push_back(job);
     }
+    for (const ActiveJob& job : prepared) run_directory::removeDirectory(job.directory);
+    for (const ActiveJob& job : finished) run_directory::removeDirectory(job.directory);
 
     // After a failure or an interrupt: stop what still runs and clean up.
     for (const auto& running : active) kill(running.first, SIGTERM);

@@ -9,6 +9,20 @@
 #include "driver/utilities.h"
 #include "linkage/mlink.h"
 
+// The sum over pedigrees of log10(alpha * ratio + 1 - alpha), taken as the logarithm of the
+// product with the product's binary exponent kept apart (so it neither overflows nor
+// underflows): one logarithm per grid point instead of one per pedigree.
+double admixtureLogLikelihoodRatio(const std::vector<double>& likelihoodRatios, double alpha) {
+    double mantissa = 1.0;
+    long exponent = 0;
+    for (double ratio : likelihoodRatios) {
+        int scale = 0;
+        mantissa = std::frexp(mantissa * (alpha * ratio + (1.0 - alpha)), &scale);
+        exponent += scale;
+    }
+    return (std::log2(mantissa) + static_cast<double>(exponent)) * std::log10(2.0);
+}
+
 void MLink::maximizeHLod() {
     // A second call replaces the grid of the first.
     clearHLods();
@@ -57,7 +71,7 @@ void MLink::maximizeHLod() {
                     if (alpha >= 1.0) {
                         for (double lod : lods) hlod += lod;
                     } else {
-                        for (double ratio : likelihoodRatios) hlod += std::log10(alpha * ratio + (1.0 - alpha));
+                        hlod = admixtureLogLikelihoodRatio(likelihoodRatios, alpha);
                     }
                     thetaRow.push_back(new MLinkHLod(theta, alpha, hlod));
                     if (hlod > best) {

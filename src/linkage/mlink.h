@@ -21,6 +21,9 @@ private:
     double theta, alpha, hlod;
 };
 
+// The heterogeneity LOD of pedigrees with these likelihood ratios (10^LOD) at one alpha.
+double admixtureLogLikelihoodRatio(const std::vector<double>& likelihoodRatios, double alpha);
+
 class MLink {
 public:
     explicit MLink(Pedigrees* pedigrees);
