@@ -39,9 +39,13 @@ public:
     double getMinus2LnLike() const { return minus2LnLike; }
     void setLodScore(double v) { lodScore = v; }
     double getLodScore() const { return lodScore; }
+    // LINKMAP: the recombination fractions of the evaluation point, one per adjacent locus pair.
+    void setRecombinationFractions(const std::vector<double>& thetas) { recombinationFractions = thetas; }
+    const std::vector<double>& getRecombinationFractions() const { return recombinationFractions; }
 
 private:
     double recombinationFraction;
+    std::vector<double> recombinationFractions;
     double lnLikeTotal = 0.0, log10Total = 0.0, minus2LnLike = 0.0, lodScore = 0.0;
     std::map<std::string, FastlinkLikelihood*> likelihoods;
     std::vector<std::string> pedigreeNames;

@@ -72,10 +72,13 @@ static std::vector<std::string> mapMarkersInOrder(MarkerMap* map) {
 namespace {
 
 // The batch records of one marker merged into one record: per theta the pedigrees of every
-// batch in batch order under their report names, the totals summed over the batches. Null
-// when the batches do not hold the same thetas.
-MLinkMarker* mergeBatches(const std::vector<std::unique_ptr<MLinkMarker>>& batches,
-                          const std::map<std::string, std::string>& labelOfNumber, const std::string& name) {
+// batch in batch order, the totals summed over the batches. Null when the batches do not hold
+// the same thetas. The batches' records are taken over.
+MLinkMarker* mergeBatches(std::vector<std::unique_ptr<MLinkMarker>>& batches, const std::string& name) {
+    if (batches.size() == 1) {
+        batches.front()->setIndex(name);
+        return batches.front().release();
+    }
     auto merged = std::make_unique<MLinkMarker>();
     merged->setIndex(name);
     if (batches.empty()) return merged.release();
@@ -87,11 +90,10 @@ MLinkMarker* mergeBatches(const std::vector<std::unique_ptr<MLinkMarker>>& batch
         double lnLike = 0.0, log10Like = 0.0, minus2LnLike = 0.0, lod = 0.0;
         for (const auto& batch : batches) {
             const FastlinkLikelihoods* part = batch->getLikelihoods(theta);
-            for (const std::string& number : part->getPedigreeNames()) {
-                const FastlinkLikelihood* pedigree = part->getLikelihood(number);
-                const auto label = labelOfNumber.find(number);
-                record->addLikelihood(label == labelOfNumber.end() ? number : label->second, pedigree->getLnLike(),
-                                      pedigree->getLog10Like(), pedigree->getLodScore());
+            for (const std::string& pedigree : part->getPedigreeNames()) {
+                const FastlinkLikelihood* likelihood = part->getLikelihood(pedigree);
+                record->addLikelihood(pedigree, likelihood->getLnLike(), likelihood->getLog10Like(),
+                                      likelihood->getLodScore());
             }
             lnLike += part->getLnLikeTotal();
             log10Like += part->getLog10Total();
@@ -316,8 +318,9 @@ bool MLink::run(const std::string& mode, const std::string& markerName, const st
                 };
                 const int pedigreeCount = static_cast<int>(content.pedigrees.size());
                 std::unique_ptr<MLinkMarker>* slot = &batchResults[p][m][b];
-                job.readOutput = [slot, pedigreeCount](const std::string& directory) {
-                    slot->reset(readResultsFile(directory + "/outfile.dat", pedigreeCount));
+                const std::map<std::string, std::string>* names = &labelOfNumber;
+                job.readOutput = [slot, pedigreeCount, names](const std::string& directory) {
+                    slot->reset(readResultsFile(directory + "/outfile.dat", pedigreeCount, names));
                     if (!*slot || (*slot)->getLikelihoodsNames().empty()) return false;
                     for (const std::string& theta : (*slot)->getLikelihoodsNames())
                         if (static_cast<int>((*slot)->getLikelihoods(theta)->getPedigreeNames().size()) != pedigreeCount)
@@ -345,7 +348,7 @@ bool MLink::run(const std::string& mode, const std::string& markerName, const st
                 std::cout << plan.skipMessage;
                 continue;
             }
-            MLinkMarker* merged = mergeBatches(batchResults[p][m], labelOfNumber, plan.name);
+            MLinkMarker* merged = mergeBatches(batchResults[p][m], plan.name);
             if (!merged) {
                 std::cout << "Error: The batches of marker " << plan.name << " evaluated different thetas\n";
                 for (MLinkMarker* marker : phenotypeResults) delete marker;

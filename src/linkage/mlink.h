@@ -4,6 +4,7 @@
 // phenotype, marker and pedigree batch is one FASTLINK job; the batches' records are merged
 // into one record per marker, with the user's pedigree names.
 
+#include <map>
 #include <string>
 #include <vector>
 #include "linkage/fastlink_results.h"
@@ -36,8 +37,10 @@ public:
 
     bool run(const std::string& mode, const std::string& markerName, const std::string& phenotypeName);
     // MLINK's "outfile.dat" of a run over `pedigreeCount` pedigrees, or null when the file
-    // cannot be opened. Pedigree records keep the ids MLINK printed.
-    static MLinkMarker* readResultsFile(const std::string& fileName, int pedigreeCount);
+    // cannot be opened. Pedigree records are named through `names` (FASTLINK's id to the
+    // user's name) when given, else keep the ids MLINK printed.
+    static MLinkMarker* readResultsFile(const std::string& fileName, int pedigreeCount,
+                                        const std::map<std::string, std::string>* names = nullptr);
     void maximizeHLod();
 
     bool writeResultsFile(const std::string& base);

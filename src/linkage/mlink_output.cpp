@@ -81,7 +81,8 @@ private:
 
 }  // namespace
 
-MLinkMarker* MLink::readResultsFile(const std::string& fileName, int pedigreeCount) {
+MLinkMarker* MLink::readResultsFile(const std::string& fileName, int pedigreeCount,
+                                    const std::map<std::string, std::string>* names) {
     std::ifstream file(fileName);
     if (!file) return nullptr;
     std::ostringstream content;
@@ -110,7 +111,12 @@ MLinkMarker* MLink::readResultsFile(const std::string& fileName, int pedigreeCou
             in.skipTokens(1);
             in.number(lod);
             in.discardRestOfLine();
-            if (in) record->addLikelihood(pedigreeId, lnLike, log10Like, lod);
+            if (!in) continue;
+            if (names) {
+                const auto name = names->find(pedigreeId);
+                if (name != names->end()) pedigreeId = name->second;
+            }
+            record->addLikelihood(pedigreeId, lnLike, log10Like, lod);
         }
         in.skipLine();
 

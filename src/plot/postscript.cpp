@@ -81,10 +81,11 @@ struct CurveAxes {
     bool multipoint;
     double valueMin;
     double valueRange;
+    double positionMin;
     double positionRange;
 
     CurveAxes(const PostScriptPage& page, bool multipointStyle)
-        : multipoint(multipointStyle), valueMin(page.valueMin),
+        : multipoint(multipointStyle), valueMin(page.valueMin), positionMin(page.positionMin),
           positionRange(page.positionMax - page.positionMin) {
         if (multipoint)
             valueRange = page.valueMax - page.valueMin;
@@ -103,7 +104,8 @@ struct CurveAxes {
         return clampToPage(value * 400 / valueRange + std::fabs(valueMin) * 400 / valueRange + 100);
     }
 
-    double y(double position) const { return clampToPage(700.0 - position * 600.0 / positionRange); }
+    // The position axis starts at its first position (a multipoint window lies anywhere on the map).
+    double y(double position) const { return clampToPage(700.0 - (position - positionMin) * 600.0 / positionRange); }
 };
 
 // The lists as drawn: the multipoint style repeats the last point twice just beyond it, so
