@@ -1,10 +1,13 @@
+#include <cmath>
 #include <iomanip>
 #include <iostream>
+#include <sstream>
 #include <vector>
 
 #include "association/hrr.h"
 #include "driver/varkel.h"
 #include "input/marker_map.h"
+#include "linkage/linkmap.h"
 #include "linkage/mlink.h"
 #include "model/file.h"
 #include "model/pedigrees.h"
@@ -52,6 +55,64 @@ void writeHLod(std::ostream& out, const MLinkHLod* best) {
         out << std::setw(13) << "" << std::setw(10) << "" << std::setw(10) << "";
 }
 
+// A map position, or "NA" for a point with no finite position (the trait unlinked outside the
+// window).
+std::string positionText(double position) {
+    if (!std::isfinite(position)) return "NA";
+    std::ostringstream text;
+    text << std::fixed << std::setprecision(2) << position;
+    return text.str();
+}
+
+// Per phenotype and window: the best total LOD with its map position, and the best
+// heterogeneity LOD with its position and alpha.
+void writeMultipointSummary(std::ostream& out, const Linkmap& multipoint) {
+    out << "\n\n" << "Multipoint linkage analysis summary - All on Lod Score Scale" << "\n";
+    for (const std::string& phenotype : multipoint.getPhenotypes()) {
+        out << "\n" << "Phenotype: " << phenotype << "\n";
+        out << std::left << std::setw(40) << "Markers" << std::right << std::setw(13) << "LodMax" << std::setw(10)
+            << "cM" << std::setw(13) << "HLodMax" << std::setw(10) << "cM" << std::setw(10) << "Alpha" << "\n";
+        for (const std::string& key : multipoint.getWindowKeys(phenotype)) {
+            const std::vector<LinkmapLikelihoods*>& window = multipoint.getWindow(phenotype, key);
+            const auto& grid = multipoint.getHLods(phenotype, key);
+            const LinkmapLikelihoods* bestRecord = nullptr;
+            const FastlinkLikelihoods* bestPoint = nullptr;
+            const LinkmapHLod* bestHLod = nullptr;
+            const LinkmapLikelihoods* bestHLodRecord = nullptr;
+            const FastlinkLikelihoods* bestHLodPoint = nullptr;
+            for (size_t t = 0; t < window.size(); ++t) {
+                const auto& evaluations = window[t]->getEvaluations();
+                for (size_t e = 0; e < evaluations.size(); ++e) {
+                    if (!bestPoint || window[t]->getLodScore(evaluations[e]) > bestRecord->getLodScore(bestPoint)) {
+                        bestRecord = window[t];
+                        bestPoint = evaluations[e];
+                    }
+                    if (t >= grid.size() || e >= grid[t].size()) continue;
+                    for (const LinkmapHLod* value : grid[t][e])
+                        if (!bestHLod || value->getHLod() > bestHLod->getHLod()) {
+                            bestHLod = value;
+                            bestHLodRecord = window[t];
+                            bestHLodPoint = evaluations[e];
+                        }
+                }
+            }
+            std::string markers = key;
+            while (!markers.empty() && markers.back() == ' ') markers.pop_back();
+            out << std::left << std::setw(40) << markers << std::right;
+            if (bestPoint)
+                out << std::setw(13) << bestRecord->getLodScore(bestPoint) << std::setw(10)
+                    << positionText(multipoint.getPosition(bestRecord, bestPoint));
+            else
+                out << std::setw(13) << "" << std::setw(10) << "";
+            if (bestHLod)
+                out << std::setw(13) << bestHLod->getHLod() << std::setw(10)
+                    << positionText(multipoint.getPosition(bestHLodRecord, bestHLodPoint)) << std::setw(10)
+                    << std::setprecision(2) << bestHLod->getAlpha() << std::setprecision(6);
+            out << "\n";
+        }
+    }
+}
+
 }  // namespace
 
 void Varkel::writeSummaryFile(const std::string& base) {
@@ -97,6 +158,8 @@ void Varkel::writeSummaryFile(const std::string& base) {
             }
         }
     }
+
+    if (multipoint && multipoint->hasResults()) writeMultipointSummary(out, *multipoint);
 
     if (hrr) {
         out << "\n\n" << "Association analysis summary - results are p-values" << "\n";

@@ -13,6 +13,7 @@
 #include "driver/utilities.h"
 #include "engine/fastlink_runner.h"
 #include "engine/run_directory.h"
+#include "linkage/linkmap.h"
 #include "linkage/mlink.h"
 #include "model/pedigrees.h"
 
@@ -61,6 +62,7 @@ Varkel::~Varkel() {
     delete singlepoint;
     delete nuclear;
     delete hrr;
+    delete multipoint;
 }
 
 std::string Varkel::welcome() const {
@@ -323,9 +325,16 @@ bool Varkel::run() {
         }
     }
 
-    if (s.multipointAnalysis)
-        std::cout << "Warning: Parametric multipoint linkage analysis is not available in this version; skipping it"
-                  << std::endl;
+    if (s.multipointAnalysis) {
+        multipoint = new Linkmap(pedigrees);
+        multipoint->setSlow(s.slowFastlink);
+        if (frequenciesFromLocusFile) multipoint->setFrequenciesFromLocusFile(true);
+        if (!s.phenotypeName.empty()) multipoint->setPhenotype(s.phenotypeName);
+        multipoint->setWindowSize(s.multipointWindowSize);
+        multipoint->setSteps(s.multipointSteps);
+        if (!keepIfRan(multipoint, multipoint->run())) return false;
+        multipoint->countHLods();
+    }
     return true;
 }
 
@@ -351,7 +360,16 @@ bool Varkel::writeResults() {
         !writeSinglepointReports(nuclear, s.outputPrefix + "_singlepoint_nuc", s))
         return false;
 
-    if (singlepoint || nuclear || hrr) writeSummaryFile(s.outputPrefix + "_summary");
+    if (s.multipointAnalysis && multipoint && multipoint->hasResults()) {
+        const std::string base = s.outputPrefix + "_multipoint";
+        if (!multipoint->writeResults(base + ".out")) return false;
+        if (!multipoint->writeResultsPostScript(base)) return false;
+        if (!multipoint->writeHLodResults(base + "_het")) return false;
+        if (s.byFamily && !multipoint->writeHLodResultsByFamily(base + "_by_family")) return false;
+    }
+
+    if (singlepoint || nuclear || hrr || (multipoint && multipoint->hasResults()))
+        writeSummaryFile(s.outputPrefix + "_summary");
     return true;
 }
 

@@ -7,6 +7,7 @@
 class Pedigrees;
 class MLink;
 class Hrr;
+class Linkmap;
 
 struct Settings {
     bool pedigreeFileGiven = false;
@@ -75,6 +76,7 @@ private:
     MLink* singlepoint = nullptr;
     MLink* nuclear = nullptr;
     Hrr* hrr = nullptr;
+    Linkmap* multipoint = nullptr;
 };
 
 // The program entry: runs every stage and returns the process exit status.

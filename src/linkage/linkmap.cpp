@@ -226,12 +226,13 @@ bool Linkmap::run() {
     const LinkageLocusFile* model = pedigrees->getLinkageLocusFile();
     if (!map || !model || !pedigrees->isPedigreeFileRead()) return false;
 
+    // Markers by their place in the locus model: map index + 1 (the trait is at 0).
     std::vector<int> candidates;
     if (!pedigrees->getOnlyMarkers().empty()) {
         for (const std::string& name : pedigrees->getOnlyMarkers())
             if (const Marker* marker = map->getMarkerWithName(name)) candidates.push_back(stringToInt(marker->getIndex()) + 1);
     } else {
-        for (int locus = 2; locus <= model->getNumberOfLoci(); ++locus) candidates.push_back(locus);
+        for (int index = 0; index < map->getMarkerCount(); ++index) candidates.push_back(index + 1);
     }
     std::vector<int> loci;
     for (int locus : candidates) {
