@@ -101,7 +101,8 @@ private:
 }  // namespace
 
 BatchPlan planBatches(const std::vector<PedigreeLoad>& pedigrees,
-                      const std::vector<std::vector<double>>& locusFrequencies) {
+                      const std::vector<std::vector<double>>& locusFrequencies, int pedigreesPerBatch) {
+    const int batchLimit = std::min(pedigreesPerBatch, kPedigreesPerRun);
     BatchPlan plan;
     CarriedSets batchAlleles(locusFrequencies);
     const CarriedSets none(locusFrequencies);
@@ -144,7 +145,7 @@ BatchPlan planBatches(const std::vector<PedigreeLoad>& pedigrees,
             plan.skipped.push_back(skip);
             continue;
         }
-        const bool fits = static_cast<int>(current.pedigrees.size()) < kPedigreesPerRun &&
+        const bool fits = static_cast<int>(current.pedigrees.size()) < batchLimit &&
                           persons + pedigree.persons <= kPersonsPerRun &&
                           batchAlleles.allelesWith(pedigree) <= kAllelesPerLocus;
         if (!fits) close();

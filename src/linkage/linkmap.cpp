@@ -207,7 +207,10 @@ bool Linkmap::planWindow(const std::vector<int>& loci, WindowPlan& plan) {
     });
     std::vector<std::vector<double>> frequencies;
     for (const Locus* locus : plan.loci) frequencies.push_back(locus->getAlleleFrequencies());
-    plan.batches = planBatches(loads, frequencies);
+    // LINKMAP's work on a pedigree grows with the product of the allele counts over the window,
+    // and a run sizes its tables by its largest pedigree: each pedigree runs on its own, with
+    // only the alleles it carries.
+    plan.batches = planBatches(loads, frequencies, 1);
     for (const SkippedPedigree& skipped : plan.batches.skipped)
         plan.notes += "Skipping pedigree " + pedigrees->getPedigreeLabel(order[skipped.pedigree]) +
                       " for the window " + plan.key + "since it has " + skipped.reason +

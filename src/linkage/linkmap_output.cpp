@@ -10,7 +10,8 @@
 //   TOTALS      -43.733414   -18.993140
 //   -2 LN(LIKE) =  8.74668e+01
 // LINKMAP prints -2 ln L with six significant digits only: the totals are taken from the
-// TOTALS line (six decimals), and -2 ln L is computed from it.
+// TOTALS line (six decimals), and -2 ln L is computed from it. A point where a pedigree is
+// impossible has ln L = -infinity.
 
 #include <cmath>
 #include <fstream>
@@ -20,6 +21,14 @@
 #include <sstream>
 
 #include "linkage/linkmap_results.h"
+
+namespace {
+
+// LINKMAP writes ln L = -1e20 for a pedigree that cannot occur at a point: kept as -infinity,
+// so that its LOD is -infinity rather than a number of twenty digits.
+const double kImpossible = -1e19;
+
+}  // namespace
 
 LinkmapLikelihoods::LinkmapLikelihoods(std::vector<int> locusOrder, int numberOfLoci,
                                        std::vector<std::string> markerNames, int numberOfPedigrees, int traitPosition)
@@ -67,6 +76,8 @@ bool LinkmapLikelihoods::readOutFile(const std::string& fileName) {
                 delete evaluation;
                 return false;
             }
+            // LINKMAP's value for a pedigree that is impossible at the point (a recombinant at 0).
+            if (lnLike <= kImpossible) lnLike = log10Like = -std::numeric_limits<double>::infinity();
             evaluation->addLikelihood(pedigreeId, lnLike, log10Like, -99.0);
             skipLine();
         }
@@ -82,6 +93,7 @@ bool LinkmapLikelihoods::readOutFile(const std::string& fileName) {
             return false;
         }
         skipLine();
+        if (lnLikeTotal <= kImpossible) lnLikeTotal = log10Total = -std::numeric_limits<double>::infinity();
         evaluation->setLnLikeTotal(lnLikeTotal);
         evaluation->setLog10Total(log10Total);
         evaluation->setMinus2LnLike(-2.0 * lnLikeTotal);
