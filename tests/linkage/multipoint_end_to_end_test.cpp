@@ -239,3 +239,111 @@ TEST(MultipointEndToEnd, WindowsMatchEnumeratedLikelihoodsAtEveryPoint) {
     }
     EXPECT_TRUE(rendersInGhostscript(dir.file("varkel_multipoint.ps")));
 }
+
+// Window sizes out of range, markers and phenotypes that cannot be analysed, a window of two
+// markers at one position, and the number of points LINKMAP evaluates at 9 steps.
+TEST(MultipointEndToEnd, WarningsSkippedWindowsAndTheGridAtNineSteps) {
+    ScratchDir dir;
+    const Family fourMarkers{"F1", true, {{true, {1, 1, 1, 1}}, {false, {2, 2, 2, 1}}, {true, {1, 2, 2, 2}}}};
+    dir.write("p.pre", familyLines(fourMarkers, 4));
+    dir.write("m.map", "CHROMOSOME HALDANE POSITION\n1 10.0 M1\n1 20.0 M2\n1 20.0 M3\n1 35.0 M4\n");
+    dir.write("d.model", "0 0.0001 1\n0.0 1.0 1.0\n");
+    const auto varkel = [&](std::vector<std::string> options) {
+        std::vector<std::string> arguments{"--ped", "p.pre", "--map", "m.map", "--model", "d.model", "--multipoint"};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        return runProgram("varkel", arguments, dir.path());
+    };
+    // M2 and M3 share a position: the windows holding both are skipped, the others analysed.
+    RunResult run = varkel({"--wsize", "1", "--steps", "9"});
+    ASSERT_EQ(run.status, 0) << run.output;
+    EXPECT_TRUE(contains(run.output, "Warning: Multipoint window size must be > 1! Setting window size to 3.\n"));
+    EXPECT_TRUE(contains(run.output, "Skipping window M1 M2 M3 since markers M2 and M3 are at the same map position\n"))
+        << run.output;
+    EXPECT_TRUE(contains(run.output, "Skipping window M2 M3 M4 since markers M2 and M3 are at the same map position\n"));
+    EXPECT_FALSE(contains(dir.read("varkel_multipoint.out"), "Markers: M1"));
+
+    run = varkel({"--wsize", "10", "--steps", "9"});
+    EXPECT_TRUE(contains(run.output, "Warning: Multipoint window size cannot be more than number of markers! Setting "
+                                     "window size to 4\n"));
+    // Two markers listed: one window; at 9 steps LINKMAP never reaches 0.5 after the last marker.
+    dir.write("only.txt", "1 10.0 M1\n1 35.0 M4\n");
+    run = varkel({"--onlymarkers", "only.txt", "--steps", "9", "--marker", "M2"});
+    ASSERT_EQ(run.status, 0) << run.output;
+    const std::vector<std::string> report = lines(dir.read("varkel_multipoint.out"));
+    const size_t first = std::find(report.begin(), report.end(), "Markers: M1 M4 ") - report.begin() + 2;
+    ASSERT_LT(first, report.size());
+    const std::vector<Point> points = linkmapPoints({haldane(25.0)}, 9);
+    std::vector<int> perPosition(3, 0);
+    for (const Point& point : points) ++perPosition[static_cast<size_t>(point.position)];
+    EXPECT_EQ(perPosition[0], 9);
+    EXPECT_EQ(perPosition[2], 9);  // 0.5 is never reached
+    ASSERT_GE(report.size(), first + points.size());
+    for (size_t e = 0; e < points.size(); ++e) {
+        const std::vector<std::string> f = fieldsOf(report[first + e]);
+        ASSERT_EQ(f.size(), 4u) << report[first + e];
+        const double trait = points[e].position == 1 ? number(f[0]) : points[e].position == 0 ? number(f[0]) : number(f[1]);
+        EXPECT_NEAR(trait, points[e].left, 5.1e-4) << report[first + e];
+    }
+    EXPECT_TRUE(first + points.size() == report.size() || report[first + points.size()].rfind("Markers:", 0) == 0);
+
+    // One usable marker: no multipoint results, but no failure; an unknown phenotype fails.
+    dir.write("one.txt", "1 10.0 M1\n");
+    run = varkel({"--onlymarkers", "one.txt"});
+    EXPECT_EQ(run.status, 0) << run.output;
+    EXPECT_TRUE(contains(run.output, "Too few markers to analyze...!\n"));
+    run = varkel({"--phenotype", "AGE"});
+    EXPECT_EQ(run.status, 255);
+    EXPECT_TRUE(contains(run.output, "Error: Phenotype AGE not found!\nNo phenotypes to analyze...!\n")) << run.output;
+}
+
+// A pedigree with a marriage loop: its loop is broken for every LINKMAP run, and the totals
+// are LINKMAP's own on the same pedigree run by hand.
+TEST(MultipointEndToEnd, ALoopedPedigreeAgreesWithLinkmapByHand) {
+    ScratchDir dir;
+    // Double first cousins marry: brothers 3 and 4 married to sisters 7 and 8.
+    const std::string pedigree =
+        "1 1 0 0 3 0 0 1 1 2 1 2 1 2\n1 2 0 0 3 0 0 2 0 1 3 4 3 4\n1 3 1 2 9 4 4 1 0 2 1 3 1 3\n"
+        "1 4 1 2 10 0 0 1 0 1 2 4 2 4\n1 5 0 0 7 0 0 1 0 1 5 6 5 6\n1 6 0 0 7 0 0 2 0 1 7 8 7 8\n"
+        "1 7 5 6 9 8 8 2 0 1 5 7 5 7\n1 8 5 6 10 0 0 2 0 1 6 8 6 8\n1 9 3 7 0 10 0 1 0 2 1 5 1 5\n"
+        "1 10 4 8 0 0 0 2 0 1 2 6 2 6\n";
+    dir.write("p.ped", pedigree);
+    dir.write("m.map", "CHROMOSOME HALDANE POSITION\n1 10.0 M1\n1 20.0 M2\n");
+    dir.write("d.model", "0 0.0001 1\n0.0 1.0 1.0\n");
+    const RunResult run = runProgram("varkel",
+                                     {"--post", "--ped", "p.ped", "--map", "m.map", "--model", "d.model",
+                                      "--multipoint", "--wsize", "2", "--steps", "3"},
+                                     dir.path());
+    ASSERT_EQ(run.status, 0) << run.output;
+    EXPECT_TRUE(contains(run.output, "loop found from the pedigree 1")) << run.output;
+
+    // By hand: the same pedigree and the locus file varkel writes for each trait position
+    // (alleles 1-8 in the catalogue's order: already 1..n here).
+    const std::vector<std::string> report = lines(dir.read("varkel_multipoint.out"));
+    size_t row = std::find(report.begin(), report.end(), "Markers: M1 M2 ") - report.begin() + 2;
+    const std::string marker = "3 8\n0.15 0.15 0.1 0.1 0.15 0.15 0.1 0.1\n";
+    const double theta = haldane(10.0);
+    const std::string orders[] = {"1 2 3", "2 1 3", "2 3 1"};
+    const std::string fractions[] = {"0.5 " + std::to_string(theta), "0 " + std::to_string(theta),
+                                     std::to_string(theta) + " 0"};
+    const std::string stops[] = {"0.0001", std::to_string(theta), "0.5"};
+    size_t compared = 0;
+    for (int t = 0; t < 3; ++t) {
+        ScratchDir byHand;
+        byHand.write("pedfile.dat", pedigree);
+        byHand.write("datafile.dat", "3 0 0 4\n0 0 0 0\n" + orders[t] + "\n1 2\n0.9999 0.0001\n1\n0 1 1\n" + marker +
+                                         marker + "0 0\n" + fractions[t] + "\n1 " + stops[t] + " 3\n");
+        ASSERT_EQ(std::system(("cd '" + byHand.path() + "' && unknown -l < /dev/null > /dev/null 2>&1 && "
+                               "mv lpedfile.dat pedfile.dat && unknown < /dev/null > /dev/null 2>&1 && "
+                               "linkmap < /dev/null > /dev/null 2>&1").c_str()),
+                  0);
+        LinkmapLikelihoods expected({}, 3, {"M1", "M2"}, 1, t);
+        ASSERT_TRUE(expected.readOutFile(byHand.file("outfile.dat")));
+        for (const FastlinkLikelihoods* point : expected.getEvaluations()) {
+            const std::vector<std::string> f = fieldsOf(report.at(row++));
+            ASSERT_EQ(f.size(), 4u);
+            EXPECT_TRUE(near(number(f[2]), point->getMinus2LnLike(), 3e-5)) << report.at(row - 1);
+            ++compared;
+        }
+    }
+    EXPECT_EQ(compared, 3u + 4u + 4u);
+}
