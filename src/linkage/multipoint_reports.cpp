@@ -238,7 +238,13 @@ bool Linkmap::writeResultsPostScript(const std::string& base) {
                 // The curve may start before the map's origin: the axis starts at its first point.
                 page->positionMin = curve.begin()->first;
                 const double span = curve.rbegin()->first - page->positionMin;
-                page->positionStep = span > 10.0 ? 1.0 : span > 2.0 ? 0.5 : 0.1;
+                // Ticks at a round step, at most about fifteen of them (the points outside the
+                // window can span a hundred cM).
+                page->positionStep = 0.1;
+                for (double step : {0.1, 0.2, 0.5, 1.0, 2.0, 5.0, 10.0, 20.0, 50.0, 100.0}) {
+                    page->positionStep = step;
+                    if (span / step <= 15.0) break;
+                }
                 page->positionMax = std::max(curve.rbegin()->first, page->positionMin + 1e-09);
             }
             document.addPostScriptPage(page);

@@ -181,9 +181,11 @@ void writeCurvePage(std::ostream& out, PostScriptPage& page, int pageNumber, boo
 
     // Position ticks are computed as multiples of the step, so rounding never adds a tick
     // at the end of the axis.
-    const double tickStart = multipoint ? page.positionMin : 0.0;
-    const double tickEnd = multipoint ? page.positionMax : 0.5;
     const double tickSpacing = multipoint ? page.positionStep : 0.05;
+    // Multipoint ticks at round map positions, from the first multiple of the step on.
+    const double tickStart =
+        multipoint && tickSpacing > 0 ? std::ceil(page.positionMin / tickSpacing - 1e-9) * tickSpacing : 0.0;
+    const double tickEnd = multipoint ? page.positionMax : 0.5;
     if (tickSpacing > 0) {
         for (int k = 0;; ++k) {
             const double position = tickStart + k * tickSpacing;
