@@ -8,6 +8,7 @@
 #include "driver/utilities.h"
 #include "engine/fastlink_limits.h"
 #include "engine/fastlink_runner.h"
+#include "linkage/fastlink_batches.h"
 #include "input/linkage_locus_file.h"
 #include "input/marker_map.h"
 #include "model/pedigrees.h"
@@ -162,7 +163,7 @@ LinkageLocusFile* linkmapLocusFile(const LinkageLocusFile* model, const Locus* t
 
 }  // namespace
 
-bool Linkmap::planWindow(const std::vector<int>& loci, WindowPlan& plan) {
+bool Linkmap::planWindow(const std::vector<int>& loci, const FastlinkPedigreeSet& set, WindowPlan& plan) {
     MarkerMap* map = pedigrees->getMarkerMap();
     const LinkageLocusFile* model = pedigrees->getLinkageLocusFile();
     for (int locus : loci) {
@@ -200,11 +201,7 @@ bool Linkmap::planWindow(const std::vector<int>& loci, WindowPlan& plan) {
     if (!plan.skipMessage.empty()) return true;
 
     std::vector<PedigreeLoad> loads;
-    std::vector<const Pedigree*> order;
-    pedigrees->getPedigreeSet(false)->forEach([&](const Pedigree* pedigree) {
-        order.push_back(pedigree);
-        loads.push_back(pedigrees->getFastlinkLoad(pedigree, plan.columns));
-    });
+    for (const Pedigree* pedigree : set.pedigrees) loads.push_back(pedigrees->getFastlinkLoad(pedigree, plan.columns));
     std::vector<std::vector<double>> frequencies;
     for (const Locus* locus : plan.loci) frequencies.push_back(locus->getAlleleFrequencies());
     // LINKMAP's work on a pedigree grows with the product of the allele counts over the window,
@@ -212,7 +209,7 @@ bool Linkmap::planWindow(const std::vector<int>& loci, WindowPlan& plan) {
     // only the alleles it carries.
     plan.batches = planBatches(loads, frequencies, 1);
     for (const SkippedPedigree& skipped : plan.batches.skipped)
-        plan.notes += "Skipping pedigree " + pedigrees->getPedigreeLabel(order[skipped.pedigree]) +
+        plan.notes += "Skipping pedigree " + pedigrees->getPedigreeLabel(set.pedigrees[skipped.pedigree]) +
                       " for the window " + plan.key + "since it has " + skipped.reason +
                       (skipped.markerColumn >= 0
                            ? " at marker " + plan.markerNames[static_cast<size_t>(skipped.markerColumn)]
@@ -306,30 +303,16 @@ bool Linkmap::execute_analysis(const std::vector<std::string>& analysed, const s
         std::cout << "Error: LINKAGE locus file model has no trait locus\n";
         return false;
     }
-    const int liabilityClasses = std::max(1, trait->getNumberOfLiabClasses());
-    if (liabilityClasses > 1) {
-        if (!pedigrees->hasLiabilityColumn()) {
-            std::cout << "Error: The trait model has " << liabilityClasses
-                      << " liability classes, but the pedigree file has no liability class column (--liab)\n";
-            return false;
-        }
-        int withoutClass = 0;
-        if (!pedigrees->checkLiabilityClasses(liabilityClasses, withoutClass)) return false;
-    }
-
-    std::vector<const Pedigree*> setPedigrees;
-    std::map<std::string, std::string> labelOfNumber;
-    pedigrees->getPedigreeSet(false)->forEach([&](const Pedigree* pedigree) {
-        setPedigrees.push_back(pedigree);
-        labelOfNumber[IntToString(static_cast<int>(setPedigrees.size()))] = pedigrees->getPedigreeLabel(pedigree);
-    });
+    const int liabilityClasses = pedigrees->getFastlinkLiabilityClasses(trait);
+    if (liabilityClasses == 0) return false;
+    const FastlinkPedigreeSet set = fastlinkPedigreeSet(*pedigrees, false);
 
     const size_t windows = loci.size() - static_cast<size_t>(windowSize) + 1;
     std::vector<WindowPlan> plans(windows);
     for (size_t s = 0; s < windows; ++s)
         if (!planWindow(std::vector<int>(loci.begin() + static_cast<long>(s),
                                          loci.begin() + static_cast<long>(s) + windowSize),
-                        plans[s]))
+                        set, plans[s]))
             return false;
 
     const std::string program = slow ? "linkmapvarkelslow" : "linkmapvarkel";
@@ -348,36 +331,20 @@ bool Linkmap::execute_analysis(const std::vector<std::string>& analysed, const s
                 batchResults[p][w][static_cast<size_t>(t)].resize(plan.batches.batches.size());
                 for (size_t b = 0; b < plan.batches.batches.size(); ++b) {
                     const PedigreeBatch& batch = plan.batches.batches[b];
-                    FastlinkPedigreeFile content;
-                    content.trait = analysed[p];
-                    content.liabilityClasses = liabilityClasses;
-                    for (size_t m = 0; m < plan.columns.size(); ++m) {
-                        content.markers.push_back(&plan.columns[m]);
-                        content.batchAlleles.push_back(&batch.markers[m].batchAllele);
-                    }
-                    bool loops = false;
-                    double size = 0.0;
-                    for (size_t position : batch.pedigrees) {
-                        content.pedigrees.push_back(setPedigrees[position]);
-                        content.numbers.push_back(static_cast<int>(position) + 1);
-                        loops = loops || pedigrees->hasLoop(setPedigrees[position]);
-                        double haplotypes = 1.0;
-                        for (size_t m = 0; m < batch.markers.size(); ++m)
-                            haplotypes *= static_cast<double>(batch.markers[m].frequencies.size());
-                        size += setPedigrees[position]->getPersonTree()->getCount() * haplotypes * haplotypes;
-                    }
-                    const std::string first = pedigrees->getPedigreeLabel(content.pedigrees.front());
-                    const std::string last = pedigrees->getPedigreeLabel(content.pedigrees.back());
+                    std::vector<const FastlinkMarkerColumn*> columns;
+                    for (const FastlinkMarkerColumn& column : plan.columns) columns.push_back(&column);
+                    const BatchInput input = batchInput(*pedigrees, set, batch, analysed[p], liabilityClasses, columns);
                     FastlinkJob job;
                     job.description = "trait " + analysed[p] + " at position " + IntToString(t) + " of the window " +
-                                      plan.key +
-                                      (first == last ? "pedigree " + first
-                                                     : "pedigrees " + first + " to " + last + " (" +
-                                                           IntToString(static_cast<int>(content.pedigrees.size())) +
-                                                           " pedigrees)");
-                    job.size = size;
-                    job.steps = fastlinkSteps(loops, program, "Error in executing LINKMAPVARKEL: " + program);
-                    job.steps[loops ? 1 : 0].errorLine = "Error in executing UNKNOWVARKEL: unknownvarkel";
+                                      plan.key + input.pedigreesText;
+                    // LINKMAP's work grows with the persons and the square of the haplotypes.
+                    double haplotypes = 1.0;
+                    for (const AlleleDowncoding& coding : batch.markers)
+                        haplotypes *= static_cast<double>(coding.frequencies.size());
+                    job.size = input.persons * haplotypes * haplotypes;
+                    job.steps = fastlinkSteps(input.loops, program, "Error in executing LINKMAPVARKEL: " + program);
+                    job.steps[input.loops ? 1 : 0].errorLine = "Error in executing UNKNOWVARKEL: unknownvarkel";
+                    const FastlinkPedigreeFile content = input.file;
                     const std::vector<AlleleDowncoding>* alleles = &batch.markers;
                     const int stepsPerInterval = steps;
                     job.writeInput = [this, content, model, trait, &plan, alleles, t,
@@ -424,8 +391,8 @@ bool Linkmap::execute_analysis(const std::vector<std::string>& analysed, const s
             std::vector<LinkmapLikelihoods*> records;
             for (int t = 0; t <= k; ++t) {
                 const auto& parts = batchResults[p][w][static_cast<size_t>(t)];
-                LinkmapLikelihoods* merged = mergeBatches(parts, labelOfNumber, *parts.front(),
-                                                          static_cast<int>(setPedigrees.size() -
+                LinkmapLikelihoods* merged = mergeBatches(parts, set.nameOfNumber, *parts.front(),
+                                                          static_cast<int>(set.pedigrees.size() -
                                                                            plan.batches.skipped.size()));
                 if (!merged) {
                     std::cout << "Error: The batches of the window " << plan.key

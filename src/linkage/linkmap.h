@@ -12,6 +12,7 @@
 #include "linkage/linkmap_results.h"
 
 class Pedigrees;
+struct FastlinkPedigreeSet;
 
 class LinkmapHLod {
 public:
@@ -68,7 +69,7 @@ public:
 
 private:
     struct WindowPlan;
-    bool planWindow(const std::vector<int>& loci, WindowPlan& plan);
+    bool planWindow(const std::vector<int>& loci, const FastlinkPedigreeSet& set, WindowPlan& plan);
     bool execute_analysis(const std::vector<std::string>& analysed, const std::vector<int>& loci);
     void clear();
 

@@ -8,6 +8,7 @@
 
 #include "driver/utilities.h"
 #include "engine/fastlink_runner.h"
+#include "linkage/fastlink_batches.h"
 #include "input/linkage_locus_file.h"
 #include "input/marker_map.h"
 #include "model/pedigrees.h"
@@ -146,7 +147,7 @@ void printMarkerRow(const MLinkMarker* marker) {
 
 }  // namespace
 
-bool MLink::planMarker(const std::string& name, MarkerPlan& plan) {
+bool MLink::planMarker(const std::string& name, const FastlinkPedigreeSet& set, MarkerPlan& plan) {
     plan.name = name;
     MarkerMap* map = pedigrees->getMarkerMap();
     Marker* mapMarker = map->getMarkerWithName(name);
@@ -176,18 +177,12 @@ bool MLink::planMarker(const std::string& name, MarkerPlan& plan) {
     plan.column.markerIndex = index;
     if (!pedigrees->getLocusAlleleNumbers(index, locusAlleles, plan.column.locusAllele)) return false;
 
-    const bool nuclear = mode == "nuclear";
-    const RBTree<Pedigree>* set = pedigrees->getPedigreeSet(nuclear);
     std::vector<PedigreeLoad> loads;
-    std::vector<const Pedigree*> order;
     const std::vector<FastlinkMarkerColumn> columns{plan.column};
-    set->forEach([&](const Pedigree* pedigree) {
-        order.push_back(pedigree);
-        loads.push_back(pedigrees->getFastlinkLoad(pedigree, columns));
-    });
+    for (const Pedigree* pedigree : set.pedigrees) loads.push_back(pedigrees->getFastlinkLoad(pedigree, columns));
     plan.batches = planBatches(loads, {frequencies});
     for (const SkippedPedigree& skipped : plan.batches.skipped)
-        plan.notes += "Skipping pedigree " + pedigrees->getPedigreeLabel(order[skipped.pedigree]) + " for marker " +
+        plan.notes += "Skipping pedigree " + pedigrees->getPedigreeLabel(set.pedigrees[skipped.pedigree]) + " for marker " +
                       name + ", since it has " + skipped.reason + "\n";
     if (plan.batches.batches.empty())
         plan.skipMessage = "Skipping marker " + name + ", since no pedigree can be analysed\n";
@@ -242,36 +237,18 @@ bool MLink::run(const std::string& mode, const std::string& markerName, const st
         return false;
     }
     // More than one liability class: each person's class goes to FASTLINK with the status.
-    const int liabilityClasses = std::max(1, trait->getNumberOfLiabClasses());
-    if (liabilityClasses > 1) {
-        if (!pedigrees->hasLiabilityColumn()) {
-            std::cout << "Error: The trait model has " << liabilityClasses
-                      << " liability classes, but the pedigree file has no liability class column (--liab)\n";
-            return false;
-        }
-        int withoutClass = 0;
-        if (!pedigrees->checkLiabilityClasses(liabilityClasses, withoutClass)) return false;
-        if (withoutClass > 0)
-            std::cout << "Warning: " << withoutClass
-                      << " persons have no liability class; their trait status is analysed as unknown\n";
-    }
+    const int liabilityClasses = pedigrees->getFastlinkLiabilityClasses(trait);
+    if (liabilityClasses == 0) return false;
 
-    const RBTree<Pedigree>* set = pedigrees->getPedigreeSet(nuclear);
-    if (!set || set->getCount() == 0) {
+    const FastlinkPedigreeSet set = fastlinkPedigreeSet(*pedigrees, nuclear);
+    if (set.pedigrees.empty()) {
         std::cout << "Error: no " << (nuclear ? "nuclear pedigrees" : "pedigrees") << " to analyse\n";
         return false;
     }
-    // FASTLINK's id of a pedigree is its place in the set, so a single run and the batches agree.
-    std::vector<const Pedigree*> setPedigrees;
-    std::map<std::string, std::string> labelOfNumber;
-    set->forEach([&](const Pedigree* pedigree) {
-        setPedigrees.push_back(pedigree);
-        labelOfNumber[IntToString(static_cast<int>(setPedigrees.size()))] = pedigrees->getPedigreeLabel(pedigree);
-    });
 
     std::vector<MarkerPlan> plans(markers.size());
     for (size_t m = 0; m < markers.size(); ++m)
-        if (!planMarker(markers[m], plans[m])) return false;
+        if (!planMarker(markers[m], set, plans[m])) return false;
 
     // One job per phenotype, marker and batch; each batch's records land in its own slot.
     std::vector<std::vector<std::vector<std::unique_ptr<MLinkMarker>>>> batchResults(phenotypes.size());
@@ -284,32 +261,15 @@ bool MLink::run(const std::string& mode, const std::string& markerName, const st
             batchResults[p][m].resize(plan.batches.batches.size());
             for (size_t b = 0; b < plan.batches.batches.size(); ++b) {
                 const PedigreeBatch& batch = plan.batches.batches[b];
-                FastlinkPedigreeFile content;
-                content.trait = phenotypes[p];
-                content.liabilityClasses = liabilityClasses;
-                content.markers = {&plan.column};
-                content.batchAlleles = {&batch.markers[0].batchAllele};
-                bool loops = false;
-                double size = 0.0;
-                for (size_t position : batch.pedigrees) {
-                    content.pedigrees.push_back(setPedigrees[position]);
-                    content.numbers.push_back(static_cast<int>(position) + 1);
-                    loops = loops || pedigrees->hasLoop(setPedigrees[position]);
-                    size += setPedigrees[position]->getPersonTree()->getCount();
-                }
-                const std::string first = pedigrees->getPedigreeLabel(content.pedigrees.front());
-                const std::string last = pedigrees->getPedigreeLabel(content.pedigrees.back());
+                const BatchInput input = batchInput(*pedigrees, set, batch, phenotypes[p], liabilityClasses, {&plan.column});
                 FastlinkJob job;
-                job.description = "trait " + phenotypes[p] + ", marker " + plan.name + ", " +
-                                  (first == last ? "pedigree " + first
-                                                 : "pedigrees " + first + " to " + last + " (" +
-                                                       IntToString(static_cast<int>(content.pedigrees.size())) +
-                                                       " pedigrees)");
+                job.description = "trait " + phenotypes[p] + ", marker " + plan.name + ", " + input.pedigreesText;
                 // The work grows with the persons and the square of the alleles FASTLINK sees.
                 const double alleles = static_cast<double>(batch.markers[0].frequencies.size());
-                job.size = size * alleles * alleles;
-                job.steps = fastlinkSteps(loops, mlinkProgram, "Error in executing MLINK: " + mlinkProgram);
+                job.size = input.persons * alleles * alleles;
+                job.steps = fastlinkSteps(input.loops, mlinkProgram, "Error in executing MLINK: " + mlinkProgram);
                 const AlleleDowncoding* alleleCoding = &batch.markers[0];
+                const FastlinkPedigreeFile content = input.file;
                 job.writeInput = [this, content, model, trait, &plan, alleleCoding](const std::string& directory) {
                     if (!pedigrees->writePedigreeFile(directory + "/pedfile.dat", content)) return false;
                     std::unique_ptr<LinkageLocusFile> pair(pairLocusFile(model, trait, plan.locus, *alleleCoding));
@@ -318,7 +278,7 @@ bool MLink::run(const std::string& mode, const std::string& markerName, const st
                 };
                 const int pedigreeCount = static_cast<int>(content.pedigrees.size());
                 std::unique_ptr<MLinkMarker>* slot = &batchResults[p][m][b];
-                const std::map<std::string, std::string>* names = &labelOfNumber;
+                const std::map<std::string, std::string>* names = &set.nameOfNumber;
                 job.readOutput = [slot, pedigreeCount, names](const std::string& directory) {
                     slot->reset(readResultsFile(directory + "/outfile.dat", pedigreeCount, names));
                     if (!*slot || (*slot)->getLikelihoodsNames().empty()) return false;

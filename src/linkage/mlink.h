@@ -10,6 +10,7 @@
 #include "linkage/fastlink_results.h"
 
 class Pedigrees;
+struct FastlinkPedigreeSet;
 
 class MLinkHLod {
 public:
@@ -59,7 +60,7 @@ private:
     struct MarkerPlan;
     void clearResults();
     void clearHLods();
-    bool planMarker(const std::string& name, MarkerPlan& plan);
+    bool planMarker(const std::string& name, const FastlinkPedigreeSet& set, MarkerPlan& plan);
 
     Pedigrees* pedigrees;
     std::vector<std::vector<MLinkMarker*>> results;

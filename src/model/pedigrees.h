@@ -30,6 +30,7 @@ inline const std::string kLiabilityClassName = "LIABILITY_CLASS";
 
 class Model;
 class MarkerInfo;
+class Locus;
 
 class Pedigrees {
 public:
@@ -149,9 +150,10 @@ public:
                                std::map<std::string, int>& numbers) const;
     // Persons, largest sibship and carried locus alleles of a pedigree, for the batch planner.
     PedigreeLoad getFastlinkLoad(const Pedigree* pedigree, const std::vector<FastlinkMarkerColumn>& markers) const;
-    // False, with the message printed, when a person's liability class is not one of the trait
-    // model's `classes`; counts the typed persons without a class.
-    bool checkLiabilityClasses(int classes, int& personsWithoutClass) const;
+    // The liability classes that go to FASTLINK with the status (1: no class column). 0, with
+    // the message printed, when the model has several and the pedigree file no class column, or
+    // a person's class is none of the model's.
+    int getFastlinkLiabilityClasses(const Locus* trait) const;
     // Writes the pedigree file of one FASTLINK batch. False when the file cannot be written.
     bool writePedigreeFile(const std::string& fileName, const FastlinkPedigreeFile& content) const;
     bool makeLinkageLocusFile();

@@ -117,27 +117,38 @@ PedigreeLoad Pedigrees::getFastlinkLoad(const Pedigree* pedigree,
     return load;
 }
 
-bool Pedigrees::checkLiabilityClasses(int classes, int& personsWithoutClass) const {
-    personsWithoutClass = 0;
+int Pedigrees::getFastlinkLiabilityClasses(const Locus* trait) const {
+    const int classes = std::max(1, trait->getNumberOfLiabClasses());
+    if (classes == 1) return 1;
+    if (!liabilityColumn) {
+        std::cout << "Error: The trait model has " << classes
+                  << " liability classes, but the pedigree file has no liability class column (--liab)" << std::endl;
+        return 0;
+    }
+    int withoutClass = 0;
     bool valid = true;
     pedigrees->forEach([&](const Pedigree* pedigree) {
         pedigree->getPersonTree()->forEach([&](const Person* person) {
             if (!valid) return;
             const Phenotype* liability = person->getPhenotype(kLiabilityClassName);
             if (!liability) {
-                ++personsWithoutClass;
+                ++withoutClass;
                 return;
             }
             const int number = wholeNumber(liability->getValue());
             if (number < 1 || number > classes) {
                 std::cout << "Error: Person " << person->getPersonId() << " of pedigree " << getPedigreeLabel(pedigree)
                           << " has liability class " << liability->getValue() << ", but the trait model has "
-                          << classes << " liability class" << (classes == 1 ? "" : "es") << std::endl;
+                          << classes << " liability classes" << std::endl;
                 valid = false;
             }
         });
     });
-    return valid;
+    if (!valid) return 0;
+    if (withoutClass > 0)
+        std::cout << "Warning: " << withoutClass
+                  << " persons have no liability class; their trait status is analysed as unknown" << std::endl;
+    return classes;
 }
 
 bool Pedigrees::writePedigreeFile(const std::string& fileName, const FastlinkPedigreeFile& content) const {

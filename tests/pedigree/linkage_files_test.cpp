@@ -49,11 +49,20 @@ TEST(PedigreeFileWriter, BatchNumbersLiabilityAndBatchAlleles) {
     content.batchAlleles.pop_back();
     ASSERT_TRUE(collection.writePedigreeFile(dir.file("ped.dat"), content));
     EXPECT_EQ(lines(dir.read("ped.dat"))[0] + "|" + lines(dir.read("ped.dat"))[5], "4\t1\t0\t0\t1\t2 1 2 |7\tA1\t10\t2\t2\t2 0 0 ");
-    int withoutClass = 0;
-    EXPECT_TRUE(collection.checkLiabilityClasses(2, withoutClass));
-    EXPECT_EQ(withoutClass, 4);
-    EXPECT_EQ(captureOutput([&] { EXPECT_FALSE(collection.checkLiabilityClasses(1, withoutClass)); }),
-              "Error: Person 1 of pedigree F1 has liability class 2, but the trait model has 1 liability class\n");
+    // Classes to write: none for one class; with several, each person's (four have none).
+    Locus oneClass("DISEASE_LOCUS_1", 1, 2), twoClasses("DISEASE_LOCUS_1", 1, 2);
+    oneClass.setFemalePenetrances({0.0, 1.0, 1.0});
+    for (int c = 0; c < 2; ++c) twoClasses.setFemalePenetrances({0.0, 1.0, 1.0});
+    EXPECT_EQ(collection.getFastlinkLiabilityClasses(&oneClass), 1);
+    EXPECT_EQ(captureOutput([&] { EXPECT_EQ(collection.getFastlinkLiabilityClasses(&twoClasses), 0); }),
+              "Error: The trait model has 2 liability classes, but the pedigree file has no liability class column "
+              "(--liab)\n");
+    collection.setLiabilityColumn(true);
+    EXPECT_EQ(captureOutput([&] { EXPECT_EQ(collection.getFastlinkLiabilityClasses(&twoClasses), 2); }),
+              "Warning: 4 persons have no liability class; their trait status is analysed as unknown\n");
+    p2->getPerson("A1")->addPhenotype(new Phenotype(kLiabilityClassName, "3"));
+    EXPECT_EQ(captureOutput([&] { EXPECT_EQ(collection.getFastlinkLiabilityClasses(&twoClasses), 0); }),
+              "Error: Person A1 of pedigree 2 has liability class 3, but the trait model has 2 liability classes\n");
     EXPECT_FALSE(collection.writePedigreeFile(dir.file("no/such/dir/ped.dat"), content));
 }
 

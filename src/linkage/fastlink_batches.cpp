@@ -1,0 +1,38 @@
+#include "linkage/fastlink_batches.h"
+
+#include "driver/utilities.h"
+#include "model/pedigrees.h"
+
+FastlinkPedigreeSet fastlinkPedigreeSet(Pedigrees& pedigrees, bool nuclear) {
+    FastlinkPedigreeSet set;
+    if (const RBTree<Pedigree>* tree = pedigrees.getPedigreeSet(nuclear))
+        tree->forEach([&](const Pedigree* pedigree) {
+            set.pedigrees.push_back(pedigree);
+            set.nameOfNumber[IntToString(static_cast<int>(set.pedigrees.size()))] = pedigrees.getPedigreeLabel(pedigree);
+        });
+    return set;
+}
+
+BatchInput batchInput(const Pedigrees& pedigrees, const FastlinkPedigreeSet& set, const PedigreeBatch& batch,
+                      const std::string& trait, int liabilityClasses,
+                      const std::vector<const FastlinkMarkerColumn*>& columns) {
+    BatchInput input;
+    input.file.trait = trait;
+    input.file.liabilityClasses = liabilityClasses;
+    input.file.markers = columns;
+    for (const AlleleDowncoding& coding : batch.markers) input.file.batchAlleles.push_back(&coding.batchAllele);
+    for (size_t position : batch.pedigrees) {
+        const Pedigree* pedigree = set.pedigrees[position];
+        input.file.pedigrees.push_back(pedigree);
+        input.file.numbers.push_back(static_cast<int>(position) + 1);
+        input.loops = input.loops || pedigrees.hasLoop(pedigree);
+        input.persons += pedigree->getPersonTree()->getCount();
+    }
+    const std::string first = pedigrees.getPedigreeLabel(input.file.pedigrees.front());
+    const std::string last = pedigrees.getPedigreeLabel(input.file.pedigrees.back());
+    input.pedigreesText = input.file.pedigrees.size() == 1
+                              ? "pedigree " + first
+                              : "pedigrees " + first + " to " + last + " (" +
+                                    IntToString(static_cast<int>(input.file.pedigrees.size())) + " pedigrees)";
+    return input;
+}
