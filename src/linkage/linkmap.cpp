@@ -204,9 +204,9 @@ bool Linkmap::planWindow(const std::vector<int>& loci, const FastlinkPedigreeSet
     for (const Pedigree* pedigree : set.pedigrees) loads.push_back(pedigrees->getFastlinkLoad(pedigree, plan.columns));
     std::vector<std::vector<double>> frequencies;
     for (const Locus* locus : plan.loci) frequencies.push_back(locus->getAlleleFrequencies());
-    // LINKMAP's work on a pedigree grows with the product of the allele counts over the window,
-    // and a run sizes its tables by its largest pedigree: each pedigree runs on its own, with
-    // only the alleles it carries.
+    // A few pedigrees (those with loops, many untyped persons) take most of LINKMAP's time:
+    // each pedigree runs on its own, so that they spread over the cores, with only the alleles
+    // it carries.
     plan.batches = planBatches(loads, frequencies, 1);
     for (const SkippedPedigree& skipped : plan.batches.skipped)
         plan.notes += "Skipping pedigree " + pedigrees->getPedigreeLabel(set.pedigrees[skipped.pedigree]) +
