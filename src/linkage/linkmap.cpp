@@ -39,6 +39,10 @@ void Linkmap::clear() {
     windowsByPhenotype.clear();
     windowKeysByPhenotype.clear();
     phenotypes.clear();
+    clearHLods();
+}
+
+void Linkmap::clearHLods() {
     for (auto& phenotype : hlods)
         for (auto& window : phenotype.second)
             for (auto& position : window.second)

@@ -72,6 +72,7 @@ private:
     bool planWindow(const std::vector<int>& loci, const FastlinkPedigreeSet& set, WindowPlan& plan);
     bool execute_analysis(const std::vector<std::string>& analysed, const std::vector<int>& loci);
     void clear();
+    void clearHLods();
 
     Pedigrees* pedigrees;
     int windowSize = 3;

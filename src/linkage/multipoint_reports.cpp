@@ -12,25 +12,12 @@
 #include "input/marker_map.h"
 #include "linkage/linkmap.h"
 #include "linkage/mlink.h"
+#include "linkage/report_files.h"
 #include "model/file.h"
 #include "model/pedigrees.h"
 #include "plot/postscript.h"
 
 namespace {
-
-bool openReport(File& file, const std::string& fileName, const std::string& banner, const Pedigrees* pedigrees) {
-    if (!file.openFile(fileName, "write")) {
-        std::cout << "Error: Unable to open " << fileName << " for writing!\n";
-        return false;
-    }
-    file.text << banner << "\n" << pedigrees->getCommonHeader();
-    return true;
-}
-
-void closeReport(File& file) {
-    file.addAllLinesFromOStringStream();
-    file.closeFile("write");
-}
 
 // Every evaluation point of a window, trait positions in order.
 std::vector<std::pair<const LinkmapLikelihoods*, const FastlinkLikelihoods*>> pointsOf(
@@ -61,13 +48,7 @@ const std::vector<std::vector<std::vector<LinkmapHLod*>>>& Linkmap::getHLods(con
 }
 
 void Linkmap::countHLods() {
-    for (auto& phenotype : hlods)
-        for (auto& window : phenotype.second)
-            for (auto& position : window.second)
-                for (auto& point : position)
-                    for (LinkmapHLod* value : point) delete value;
-    hlods.clear();
-    alphaNames.clear();
+    clearHLods();
     for (const std::string& phenotype : phenotypes) {
         for (const std::string& key : getWindowKeys(phenotype)) {
             const std::vector<LinkmapLikelihoods*>& window = getWindow(phenotype, key);

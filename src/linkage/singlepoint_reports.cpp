@@ -9,6 +9,7 @@
 
 #include "driver/utilities.h"
 #include "linkage/mlink.h"
+#include "linkage/report_files.h"
 #include "model/file.h"
 #include "model/pedigrees.h"
 #include "plot/postscript.h"
@@ -30,21 +31,6 @@ static std::string curveLodText(double value) {
     else text << std::fixed;
     text << std::setprecision(6) << value;
     return text.str();
-}
-
-static bool openReport(File& file, const std::string& fileName, const std::string& banner,
-                       const Pedigrees* pedigrees) {
-    if (!file.openFile(fileName, "write")) {
-        std::cout << "Error: Unable to open " << fileName << " for writing!\n";
-        return false;
-    }
-    file.text << banner << "\n" << pedigrees->getCommonHeader();
-    return true;
-}
-
-static void closeReport(File& file) {
-    file.addAllLinesFromOStringStream();
-    file.closeFile("write");
 }
 
 // The theta texts of a marker in report order: the second to the last block, then the first

@@ -1,0 +1,23 @@
+#pragma once
+// A linkage report file: opened with the analysis's banner and the common header, composed in
+// the file's text buffer and written in one step.
+
+#include <iostream>
+#include <string>
+
+#include "model/file.h"
+#include "model/pedigrees.h"
+
+inline bool openReport(File& file, const std::string& fileName, const std::string& banner, const Pedigrees* pedigrees) {
+    if (!file.openFile(fileName, "write")) {
+        std::cout << "Error: Unable to open " << fileName << " for writing!\n";
+        return false;
+    }
+    file.text << banner << "\n" << pedigrees->getCommonHeader();
+    return true;
+}
+
+inline void closeReport(File& file) {
+    file.addAllLinesFromOStringStream();
+    file.closeFile("write");
+}
