@@ -179,6 +179,7 @@ bool FastlinkRunner::run(std::vector<FastlinkJob>& jobs) {
         options.standardOutput = job.directory + "/" + kLogName;
         options.standardError = options.standardOutput;
         options.withoutFsync = true;
+        options.ownProcessGroup = true;
         if (verbose) {
             if (step.breaksLoops) std::cout << "Breaking loops..." << std::endl;
             std::cout << "External command: " << commandText(step) << std::endl;
@@ -286,8 +287,9 @@ bool FastlinkRunner::run(std::vector<FastlinkJob>& jobs) {
     for (const ActiveJob& job : prepared) run_directory::removeDirectory(job.directory);
     for (const ActiveJob& job : finished) run_directory::removeDirectory(job.directory);
 
-    // After a failure or an interrupt: stop what still runs and clean up.
-    for (const auto& running : active) kill(running.first, SIGTERM);
+    // After a failure or an interrupt: stop what still runs (with anything it started) and
+    // clean up.
+    for (const auto& running : active) kill(-running.first, SIGTERM);
     for (const auto& running : active) {
         waitForProcess(running.first);
         run_directory::removeDirectory(running.second.directory);

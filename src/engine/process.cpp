@@ -77,8 +77,15 @@ pid_t startProcess(const std::vector<std::string>& arguments, const ProcessOptio
     std::vector<std::string> environmentTexts = childEnvironment(options.withoutFsync);
     std::vector<char*> argv = pointersTo(argumentTexts);
     std::vector<char*> envp = pointersTo(environmentTexts);
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    if (options.ownProcessGroup) {
+        posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
+        posix_spawnattr_setpgroup(&attributes, 0);
+    }
     pid_t process = -1;
-    const int result = posix_spawnp(&process, argv[0], &actions, nullptr, argv.data(), envp.data());
+    const int result = posix_spawnp(&process, argv[0], &actions, &attributes, argv.data(), envp.data());
+    posix_spawnattr_destroy(&attributes);
     posix_spawn_file_actions_destroy(&actions);
     if (result != 0) {
         error = std::strerror(result);

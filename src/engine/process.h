@@ -16,6 +16,9 @@ struct ProcessOptions {
     std::string standardError;
     // Start the program with fsync made a no-op (where libeatmydata is installed).
     bool withoutFsync = false;
+    // Start it as the leader of a process group of its own, so that it can be stopped with
+    // whatever it starts itself (kill with the negated process id).
+    bool ownProcessGroup = false;
 };
 
 // Starts the program (looked up on PATH when the name has no slash). Returns its process id,

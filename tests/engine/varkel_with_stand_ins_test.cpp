@@ -94,7 +94,9 @@ TEST(VarkelWithStandIns, AFailingNuclearRunShowsItsReasonAndKeepsTheWholePedigre
 TEST(VarkelWithStandIns, AnInterruptedRunLeavesNoScratchBehind) {
     Installation installation;
     const std::string started = installation.dir.file("started");
-    installation.replace("mlinkvarkel", "touch " + started + "\nexec sleep 60\n");
+    // The stand-in starts a program of its own, which must be stopped with it.
+    const std::string sleeper = installation.dir.file("sleeper");
+    installation.replace("mlinkvarkel", "sleep 60 &\necho $! > " + sleeper + "\ntouch " + started + "\nwait\n");
     ProcessOptions options;
     options.workingDirectory = installation.dir.file("run");
     options.standardOutput = installation.dir.file("run/console.txt");
@@ -111,8 +113,15 @@ TEST(VarkelWithStandIns, AnInterruptedRunLeavesNoScratchBehind) {
     EXPECT_EQ(waitForProcess(varkel), 128 + SIGINT);
     EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(10));
     EXPECT_TRUE(scratchOf(varkel).empty());
+    const pid_t sleeping = static_cast<pid_t>(std::stol(installation.dir.read("sleeper")));
+    bool stopped = false;
+    for (int wait = 0; wait < 100 && !stopped; ++wait) {
+        stopped = kill(sleeping, 0) != 0;
+        if (!stopped) std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    EXPECT_TRUE(stopped) << "the program the stand-in started is still running";
     for (const std::string& name : installation.dir.listing())
-        EXPECT_TRUE(name == "bin" || name == "run" || name == "started") << name;
+        EXPECT_TRUE(name == "bin" || name == "run" || name == "started" || name == "sleeper") << name;
 }
 
 // File names reach the converter as they are: no shell reads them.
