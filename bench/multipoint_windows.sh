@@ -685,26 +685,26 @@ for w in "${sizes[@]}"; do
     echo
     echo "window size $w: $(wc -l < "$work/plain-$w/windows") windows, ${plain_total[$w]} trait positions"
     for parallel in $jobs_list; do
-        printf '  varkel, --jobs %-3s         %.2f s\n' "$parallel" "${varkel_time[$w,$parallel]}"
+        printf '  %-27s %.2f s\n' "varkel, --jobs $parallel:" "${varkel_time[$w,$parallel]}"
     done
     if [ "${plain_run[$w]}" -eq 0 ]; then
-        echo "  plain:                     not run (PLAIN_POSITIONS=0)"
+        printf '  %-27s not run (PLAIN_POSITIONS=0)\n' "plain:"
         continue
     fi
     awk -v run="${plain_run[$w]}" -v total="${plain_total[$w]}" -v time="${plain_time[$w]}" \
         -v per="${plain_per[$w]}" 'BEGIN {
         if (run == total) {
-            printf "  plain, all %d positions:    %.2f s (%.2f s per position)\n", total, time, per
+            printf "  %-27s %.2f s (%.2f s per position)\n", "plain, all " total " positions:", time, per
         } else {
-            printf "  plain, %d of %d positions:  %.2f s measured, %.2f s per position\n", run, total, time, per
-            printf "  plain, all %d positions:    ESTIMATE %.2f s (measured time per position x %d)\n",
-                   total, per * total, total
+            printf "  %-27s %.2f s measured, %.2f s per position\n", "plain, " run " of " total " positions:", time, per
+            printf "  %-27s ESTIMATE %.2f s (measured time per position x %d)\n", "plain, all " total " positions:",
+                   per * total, total
         }
     }'
     for parallel in $jobs_list; do
         awk -v plain="${plain_per[$w]}" -v total="${plain_total[$w]}" -v run="${plain_run[$w]}" \
             -v varkel="${varkel_time[$w,$parallel]}" -v jobs="$parallel" 'BEGIN {
-            printf "  plain / varkel --jobs %-3s   %.2f%s\n", jobs, plain * total / varkel,
+            printf "  %-27s %.2f%s\n", "plain / varkel --jobs " jobs ":", plain * total / varkel,
                    (run == total ? "" : " (from the ESTIMATE)")
         }'
     done
