@@ -13,14 +13,18 @@
 // product with the product's binary exponent kept apart (so it neither overflows nor
 // underflows): one logarithm per grid point instead of one per pedigree.
 double admixtureLogLikelihoodRatio(const std::vector<double>& likelihoodRatios, double alpha) {
-    double mantissa = 1.0;
+    double product = 1.0;
     long exponent = 0;
     for (double ratio : likelihoodRatios) {
-        int scale = 0;
-        mantissa = std::frexp(mantissa * (alpha * ratio + (1.0 - alpha)), &scale);
-        exponent += scale;
+        product *= alpha * ratio + (1.0 - alpha);
+        // Brought back near 1 only when far from it: the product stays exact to rounding.
+        if (product > 1e100 || product < 1e-100) {
+            int scale = 0;
+            product = std::frexp(product, &scale);
+            exponent += scale;
+        }
     }
-    return (std::log2(mantissa) + static_cast<double>(exponent)) * std::log10(2.0);
+    return (std::log2(product) + static_cast<double>(exponent)) * std::log10(2.0);
 }
 
 void MLink::maximizeHLod() {

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <iomanip>
 #include <iostream>
 #include <sstream>
@@ -18,10 +19,12 @@ static const int barsPerPage = 100;
 // Curve points below this LOD are left out of the plots, whose value axis starts here.
 static const double curveFloor = -3.0;
 
+// Fixed notation as a stream with std::fixed writes it; formatted directly, as the grids of a
+// genome scan hold millions of numbers.
 static std::string fixedText(double value, int precision) {
-    std::ostringstream text;
-    text << std::fixed << std::setprecision(precision) << value;
-    return text.str();
+    char text[64];
+    std::snprintf(text, sizeof text, "%.*f", precision, value);
+    return text;
 }
 
 // LODs in the curve table: fixed notation, or scientific below 0.000001 (every negative LOD).
