@@ -101,8 +101,7 @@ private:
 }  // namespace
 
 BatchPlan planBatches(const std::vector<PedigreeLoad>& pedigrees,
-                      const std::vector<std::vector<double>>& locusFrequencies, int pedigreesPerBatch) {
-    const int batchLimit = std::min(pedigreesPerBatch, kPedigreesPerRun);
+                      const std::vector<std::vector<double>>& locusFrequencies) {
     BatchPlan plan;
     CarriedSets batchAlleles(locusFrequencies);
     const CarriedSets none(locusFrequencies);
@@ -145,7 +144,7 @@ BatchPlan planBatches(const std::vector<PedigreeLoad>& pedigrees,
             plan.skipped.push_back(skip);
             continue;
         }
-        const bool fits = static_cast<int>(current.pedigrees.size()) < batchLimit &&
+        const bool fits = static_cast<int>(current.pedigrees.size()) < kPedigreesPerRun &&
                           persons + pedigree.persons <= kPersonsPerRun &&
                           batchAlleles.allelesWith(pedigree) <= kAllelesPerLocus;
         if (!fits) close();

@@ -11,8 +11,6 @@
 #include <string>
 #include <vector>
 
-#include "engine/fastlink_limits.h"
-
 // What the planner needs of one pedigree.
 struct PedigreeLoad {
     int persons = 0;  // persons in the file, with room for the loop breakers UNKNOWN adds
@@ -49,9 +47,8 @@ struct BatchPlan {
 AlleleDowncoding downcodeAlleles(std::vector<int> carried, const std::vector<double>& locusFrequencies);
 
 // Batches in input order: each takes pedigrees while the next one fits the limits of one run
-// (pedigrees, persons, downcoded alleles per marker column) and the batch holds fewer than
-// `pedigreesPerBatch`, so that concatenating the batches' results gives a single run's order.
-// A pedigree that alone exceeds a limit is left out and reported.
+// (pedigrees, persons, downcoded alleles per marker column), so that concatenating the
+// batches' results gives a single run's order. A pedigree that alone exceeds a limit is left
+// out and reported.
 BatchPlan planBatches(const std::vector<PedigreeLoad>& pedigrees,
-                      const std::vector<std::vector<double>>& locusFrequencies,
-                      int pedigreesPerBatch = fastlink_limits::kPedigreesPerRun);
+                      const std::vector<std::vector<double>>& locusFrequencies);
