@@ -13,8 +13,8 @@
 #      the model, recombination fractions from the map) in the layout of varkel's job files.
 #      That layout is checked first: launchers beside a copy of varkel capture the pedfile.dat
 #      and datafile.dat of every job of the first window (one varkel run with --onlymarkers),
-#      which must equal the plain files but for the alleles varkel lumps per pedigree: the
-#      frequencies of the alleles a pedigree carries must be the plain ones. That UNKNOWN -l
+#      which must equal the plain files but for the alleles varkel lumps per pedigree batch: the
+#      frequencies of the alleles a batch carries must be the plain ones. That UNKNOWN -l
 #      leaves the pedigrees without a loop as they are is checked as well, since the plain runs
 #      pass every pedigree through it;
 #   3. the total ln likelihood of every evaluation point of the plain runs (TOTALS in LINKMAP's
@@ -305,10 +305,9 @@ PEDIGREE_LINE = re.compile(r"^[0-9]+(\t-?[0-9]+){9} ([0-9]+ )*\n$")
 
 def layout(out, store, w):
     """Checks the plain files of window w against the files varkel wrote for its jobs of that
-    window: the locus files alike but for the marker alleles, which varkel may lump per pedigree
-    (its frequencies of the alleles a pedigree carries must be the plain ones), and every job's
-    pedigree lines laid out alike and those of one plain pedigree, the alleles renumbered
-    one to one."""
+    window: the locus files alike but for the marker alleles, which varkel may lump per batch
+    (its frequencies of the alleles a batch carries must be the plain ones), and every pedigree
+    of a job laid out alike and as one plain pedigree, the alleles renumbered one to one."""
     groups = {}
     for line in open(os.path.join(out, "pedfile-%s.dat" % w)):
         groups.setdefault(line.split("\t", 1)[0], []).append(line)
@@ -326,35 +325,44 @@ def layout(out, store, w):
                 len(job_loci) != len(plain_loci):
             problems.append("%s: locus file differs beyond the marker alleles" % job)
             continue
-        job_lines = open(os.path.join(directory, "pedfile.dat")).read().splitlines(True)
-        persons = [line.split()[1:10] for line in job_lines]
-        matches = [lines for lines in groups.values() if [line.split()[1:10] for line in lines] == persons]
-        if not matches:
-            problems.append("%s: no plain pedigree has the persons of its pedigree file" % job)
-            continue
-        if not all(PEDIGREE_LINE.match(line) for line in job_lines + matches[0]):
-            problems.append("%s: pedigree lines laid out differently" % job)
-            continue
-        consistent = False
-        for lines in matches:
-            consistent = True
-            for m in range(len(job_loci) - 1):
-                plain_to_job = {}
-                for plain_line, job_line in zip(lines, job_lines):
-                    pair = zip(plain_line.split()[10 + 2 * m:12 + 2 * m], job_line.split()[10 + 2 * m:12 + 2 * m])
-                    for a, b in pair:
-                        if (a == "0") != (b == "0") or plain_to_job.setdefault(a, b) != b:
-                            consistent = False
-                plain_to_job.pop("0", None)
-                if len(set(plain_to_job.values())) != len(plain_to_job):
-                    consistent = False
-                for a, b in plain_to_job.items():
-                    if abs(job_loci[m + 1][2][int(b) - 1] - plain_loci[m + 1][2][int(a) - 1]) > 1e-12:
-                        consistent = False
-            if consistent:
+        # A job holds a batch of pedigrees: each is checked against the plain pedigree with
+        # the same persons.
+        job_groups = {}
+        for line in open(os.path.join(directory, "pedfile.dat")).read().splitlines(True):
+            job_groups.setdefault(line.split("\t", 1)[0], []).append(line)
+        failure = None
+        for job_lines in job_groups.values():
+            persons = [line.split()[1:10] for line in job_lines]
+            matches = [lines for lines in groups.values() if [line.split()[1:10] for line in lines] == persons]
+            if not matches:
+                failure = "no plain pedigree has the persons of its pedigree file"
                 break
-        if not consistent:
-            problems.append("%s: alleles or frequencies do not match those of its plain pedigree" % job)
+            if not all(PEDIGREE_LINE.match(line) for line in job_lines + matches[0]):
+                failure = "pedigree lines laid out differently"
+                break
+            consistent = False
+            for lines in matches:
+                consistent = True
+                for m in range(len(job_loci) - 1):
+                    plain_to_job = {}
+                    for plain_line, job_line in zip(lines, job_lines):
+                        pair = zip(plain_line.split()[10 + 2 * m:12 + 2 * m], job_line.split()[10 + 2 * m:12 + 2 * m])
+                        for a, b in pair:
+                            if (a == "0") != (b == "0") or plain_to_job.setdefault(a, b) != b:
+                                consistent = False
+                    plain_to_job.pop("0", None)
+                    if len(set(plain_to_job.values())) != len(plain_to_job):
+                        consistent = False
+                    for a, b in plain_to_job.items():
+                        if abs(job_loci[m + 1][2][int(b) - 1] - plain_loci[m + 1][2][int(a) - 1]) > 1e-12:
+                            consistent = False
+                if consistent:
+                    break
+            if not consistent:
+                failure = "alleles or frequencies do not match those of its plain pedigree"
+                break
+        if failure:
+            problems.append("%s: %s" % (job, failure))
             continue
         checked += 1
     for problem in problems[:10]:
