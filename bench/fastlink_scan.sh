@@ -55,22 +55,7 @@ cleanup() {
 }
 trap cleanup EXIT
 
-file_system() {  # type of the file system holding a directory, as df and as statfs name it
-    printf '%s (%s)' "$(df --output=fstype "$1" | tail -1)" "$(stat -f -c %T "$1")"
-}
-
-in_memory() {
-    case "$(df --output=fstype "$1" | tail -1) $(stat -f -c %T "$1")" in
-        *tmpfs*|*ramfs*) return 0 ;;
-        *) return 1 ;;
-    esac
-}
-
-fail_with_log() {  # a failed varkel run: its status and last lines
-    echo "$1 failed (status $2):" >&2
-    tail -20 "$3" >&2
-    exit 1
-}
+. "$here/fastlink_common.sh"
 
 # --- Data --------------------------------------------------------------------------------------
 mkdir "$work/data"
@@ -298,10 +283,7 @@ for report in "$work/jobs2"/varkel_*; do
 done
 
 # --- Figures -----------------------------------------------------------------------------------
-eatmydata=
-for library in /usr/lib/*/libeatmydata.so.1; do
-    if [ -e "$library" ]; then eatmydata=$library; break; fi
-done
+eatmydata=$(eatmydata_library)
 echo "data:                        $families families, $persons persons, $markers markers of $min_alleles to $max_alleles alleles" \
      "($fewest to $most in the pedigree file), simulated"
 echo "varkel's scratch directory:  $scratch on $scratch_file_system [/dev/shm: $(stat -f -c %T /dev/shm)]"

@@ -75,22 +75,7 @@ cleanup() {
 }
 trap cleanup EXIT
 
-file_system() {  # type of the file system holding a directory, as df and as statfs name it
-    printf '%s (%s)' "$(df --output=fstype "$1" | tail -1)" "$(stat -f -c %T "$1")"
-}
-
-in_memory() {
-    case "$(df --output=fstype "$1" | tail -1) $(stat -f -c %T "$1")" in
-        *tmpfs*|*ramfs*) return 0 ;;
-        *) return 1 ;;
-    esac
-}
-
-fail_with_log() {  # a failed run: its status and last lines
-    echo "$1 failed (status $2):" >&2
-    tail -20 "$3" >&2
-    exit 1
-}
+. "$here/fastlink_common.sh"
 
 # --- Programs ----------------------------------------------------------------------------------
 cat > "$work/plain_inputs.py" <<'PYTHON'
@@ -677,10 +662,7 @@ for w in "${sizes[@]}"; do
 done
 
 # --- Figures -----------------------------------------------------------------------------------
-eatmydata=
-for library in /usr/lib/*/libeatmydata.so.1; do
-    if [ -e "$library" ]; then eatmydata=$library; break; fi
-done
+eatmydata=$(eatmydata_library)
 echo "data:                        examples/: $pedigree_count pedigrees ($loops with a loop), $persons persons," \
      "$markers markers of $fewest to $most alleles${only_file:+ (ONLYMARKERS)}; $steps steps per interval"
 echo "varkel's scratch directory:  $scratch on $scratch_file_system [/dev/shm: $(stat -f -c %T /dev/shm)]"

@@ -91,13 +91,13 @@ private:
     std::chrono::steady_clock::time_point lastShown{};
 };
 
-void printFramedError(const FastlinkStep& step) {
+void printFramedError(std::ostream& out, const FastlinkStep& step) {
     const std::string stars(66, '*');
     if (step.breaksLoops) {
-        std::cout << "\n" << stars << "\nError in breaking loops with UNKNOWN...\n" << stars << "\n\n";
+        out << "\n" << stars << "\nError in breaking loops with UNKNOWN...\n" << stars << "\n\n";
         return;
     }
-    std::cout << "\n"
+    out << "\n"
               << stars << "\n"
               << step.errorLine << "\n\n"
               << "Something is wrong....\n"
@@ -153,9 +153,7 @@ bool FastlinkRunner::run(std::vector<FastlinkJob>& jobs) {
         failed = true;
         std::ostringstream report;
         const FastlinkStep& step = jobs[job.job].steps[std::min(job.step, jobs[job.job].steps.size() - 1)];
-        std::streambuf* console = std::cout.rdbuf(report.rdbuf());
-        printFramedError(step);
-        std::cout.rdbuf(console);
+        printFramedError(report, step);
         report << "FASTLINK job: " << commandText(step) << " for " << jobs[job.job].description << "\n";
         if (!reason.empty()) report << reason << "\n";
         if (showLog) {

@@ -1,6 +1,9 @@
 #include "linkage/fastlink_batches.h"
 
+#include <iostream>
+
 #include "driver/utilities.h"
+#include "input/linkage_locus_file.h"
 #include "model/pedigrees.h"
 
 FastlinkPedigreeSet fastlinkPedigreeSet(Pedigrees& pedigrees, bool nuclear) {
@@ -11,6 +14,24 @@ FastlinkPedigreeSet fastlinkPedigreeSet(Pedigrees& pedigrees, bool nuclear) {
             set.nameOfNumber[IntToString(static_cast<int>(set.pedigrees.size()))] = pedigrees.getPedigreeLabel(pedigree);
         });
     return set;
+}
+
+const Locus* fastlinkMarkerLocus(const Pedigrees& pedigrees, const std::string& index, const std::string& name,
+                                 FastlinkMarkerColumn& column) {
+    const LinkageLocusFile* model = pedigrees.getLinkageLocusFile();
+    const Locus* locus = model ? model->getLocus(stringToInt(index) + 1) : nullptr;
+    if (!locus) {
+        std::cout << "Error: LINKAGE locus file model has no locus for marker " << name << "\n";
+        return nullptr;
+    }
+    if (static_cast<int>(locus->getAlleleFrequencies().size()) != locus->getNumberOfAlleles()) {
+        std::cout << "Error: The locus of marker " << name << " has " << locus->getNumberOfAlleles()
+                  << " alleles but " << locus->getAlleleFrequencies().size() << " allele frequencies\n";
+        return nullptr;
+    }
+    column.markerIndex = index;
+    if (!pedigrees.getLocusAlleleNumbers(index, locus->getNumberOfAlleles(), column.locusAllele)) return nullptr;
+    return locus;
 }
 
 BatchInput batchInput(const Pedigrees& pedigrees, const FastlinkPedigreeSet& set, const PedigreeBatch& batch,

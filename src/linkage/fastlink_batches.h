@@ -12,6 +12,7 @@
 
 class Pedigrees;
 class Pedigree;
+class Locus;
 
 // The pedigrees of a set in FASTLINK's order: a pedigree's FASTLINK id is its place here from 1
 // (so a single run and the batches agree), and each id's name in the reports.
@@ -20,6 +21,12 @@ struct FastlinkPedigreeSet {
     std::map<std::string, std::string> nameOfNumber;
 };
 FastlinkPedigreeSet fastlinkPedigreeSet(Pedigrees& pedigrees, bool nuclear);
+
+// The locus of the marker with this map index in the locus model, with the column that writes
+// its alleles for FASTLINK. Null, with the message printed, when the model has no usable locus
+// for it or a data allele is none of its alleles.
+const Locus* fastlinkMarkerLocus(const Pedigrees& pedigrees, const std::string& index, const std::string& name,
+                                 FastlinkMarkerColumn& column);
 
 struct BatchInput {
     FastlinkPedigreeFile file;

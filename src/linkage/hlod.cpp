@@ -9,10 +9,15 @@
 #include "driver/utilities.h"
 #include "linkage/mlink.h"
 
-// The sum over pedigrees of log10(alpha * ratio + 1 - alpha), taken as the logarithm of the
-// product with the product's binary exponent kept apart (so it neither overflows nor
-// underflows): one logarithm per grid point instead of one per pedigree.
-double admixtureLogLikelihoodRatio(const std::vector<double>& likelihoodRatios, double alpha) {
+// Below an alpha of 1: the sum over pedigrees of log10(alpha * ratio + 1 - alpha), taken as the
+// logarithm of the product with the product's binary exponent kept apart (so it neither
+// overflows nor underflows): one logarithm per grid point instead of one per pedigree.
+double heterogeneityLod(const std::vector<double>& lods, const std::vector<double>& likelihoodRatios, double alpha) {
+    if (alpha >= 1.0) {
+        double sum = 0.0;
+        for (double lod : lods) sum += lod;
+        return sum;
+    }
     double product = 1.0;
     long exponent = 0;
     for (double ratio : likelihoodRatios) {
@@ -69,14 +74,7 @@ void MLink::maximizeHLod() {
                 std::vector<MLinkHLod*> thetaRow;
                 const bool buildAlphaNames = firstMarker && t == 1;
                 for (double alpha = 0.0; alpha < 1.01; alpha += 0.01) {
-                    // The accumulated grid ends just above 1: there every family is linked and the
-                    // HLOD is the plain LOD sum (also for LODs whose 10^LOD underflows to 0).
-                    double hlod = 0.0;
-                    if (alpha >= 1.0) {
-                        for (double lod : lods) hlod += lod;
-                    } else {
-                        hlod = admixtureLogLikelihoodRatio(likelihoodRatios, alpha);
-                    }
+                    const double hlod = heterogeneityLod(lods, likelihoodRatios, alpha);
                     thetaRow.push_back(new MLinkHLod(theta, alpha, hlod));
                     if (hlod > best) {
                         best = hlod;

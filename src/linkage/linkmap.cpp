@@ -169,28 +169,15 @@ LinkageLocusFile* linkmapLocusFile(const LinkageLocusFile* model, const Locus* t
 
 bool Linkmap::planWindow(const std::vector<int>& loci, const FastlinkPedigreeSet& set, WindowPlan& plan) {
     MarkerMap* map = pedigrees->getMarkerMap();
-    const LinkageLocusFile* model = pedigrees->getLinkageLocusFile();
     for (int locus : loci) {
         const std::string index = IntToString(locus - 1);
         plan.markerIndices.push_back(index);
         plan.markerNames.push_back(map->getMarkerName(index));
         plan.key += plan.markerNames.back() + " ";
-        const Locus* markerLocus = model->getLocus(locus);
-        if (!markerLocus) {
-            std::cout << "Error: LINKAGE locus file model has no locus for marker " << plan.markerNames.back() << "\n";
-            return false;
-        }
-        if (static_cast<int>(markerLocus->getAlleleFrequencies().size()) != markerLocus->getNumberOfAlleles()) {
-            std::cout << "Error: The locus of marker " << plan.markerNames.back() << " has "
-                      << markerLocus->getNumberOfAlleles() << " alleles but "
-                      << markerLocus->getAlleleFrequencies().size() << " allele frequencies\n";
-            return false;
-        }
-        plan.loci.push_back(markerLocus);
         FastlinkMarkerColumn column;
-        column.markerIndex = index;
-        if (!pedigrees->getLocusAlleleNumbers(index, markerLocus->getNumberOfAlleles(), column.locusAllele))
-            return false;
+        const Locus* markerLocus = fastlinkMarkerLocus(*pedigrees, index, plan.markerNames.back(), column);
+        if (!markerLocus) return false;
+        plan.loci.push_back(markerLocus);
         plan.columns.push_back(column);
     }
     for (size_t m = 0; m + 1 < plan.markerIndices.size(); ++m) {

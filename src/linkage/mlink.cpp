@@ -161,26 +161,13 @@ bool MLink::planMarker(const std::string& name, const FastlinkPedigreeSet& set, 
         plan.skipMessage = "Skipping marker " + name + ", since no informative families found\n";
         return true;
     }
-    const LinkageLocusFile* model = pedigrees->getLinkageLocusFile();
-    plan.locus = model ? model->getLocus(stringToInt(index) + 1) : nullptr;
-    if (!plan.locus) {
-        std::cout << "Error: LINKAGE locus file model has no locus for marker " << name << "\n";
-        return false;
-    }
-    std::vector<double> frequencies = plan.locus->getAlleleFrequencies();
-    const int locusAlleles = plan.locus->getNumberOfAlleles();
-    if (static_cast<int>(frequencies.size()) != locusAlleles) {
-        std::cout << "Error: The locus of marker " << name << " has " << locusAlleles << " alleles but "
-                  << frequencies.size() << " allele frequencies\n";
-        return false;
-    }
-    plan.column.markerIndex = index;
-    if (!pedigrees->getLocusAlleleNumbers(index, locusAlleles, plan.column.locusAllele)) return false;
+    plan.locus = fastlinkMarkerLocus(*pedigrees, index, name, plan.column);
+    if (!plan.locus) return false;
 
     std::vector<PedigreeLoad> loads;
     const std::vector<FastlinkMarkerColumn> columns{plan.column};
     for (const Pedigree* pedigree : set.pedigrees) loads.push_back(pedigrees->getFastlinkLoad(pedigree, columns));
-    plan.batches = planBatches(loads, {frequencies});
+    plan.batches = planBatches(loads, {plan.locus->getAlleleFrequencies()});
     for (const SkippedPedigree& skipped : plan.batches.skipped)
         plan.notes += "Skipping pedigree " + pedigrees->getPedigreeLabel(set.pedigrees[skipped.pedigree]) + " for marker " +
                       name + ", since it has " + skipped.reason + "\n";

@@ -23,8 +23,10 @@ private:
     double theta, alpha, hlod;
 };
 
-// The heterogeneity LOD of pedigrees with these likelihood ratios (10^LOD) at one alpha.
-double admixtureLogLikelihoodRatio(const std::vector<double>& likelihoodRatios, double alpha);
+// The heterogeneity LOD at one alpha of pedigrees with these LODs and likelihood ratios
+// (10^LOD). At an alpha of 1 (the end of the accumulated grid, just above it) every family is
+// linked: the plain LOD sum, also for LODs whose 10^LOD underflows to 0.
+double heterogeneityLod(const std::vector<double>& lods, const std::vector<double>& likelihoodRatios, double alpha);
 
 class MLink {
 public:

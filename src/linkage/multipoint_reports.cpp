@@ -65,14 +65,7 @@ void Linkmap::countHLods() {
                     std::vector<LinkmapHLod*> point;
                     const bool buildAlphaNames = alphaNames.empty();
                     for (double alpha = 0.0; alpha < 1.01; alpha += 0.01) {
-                        // At the end of the accumulated grid every family is linked: the plain
-                        // LOD sum (also where 10^LOD underflows).
-                        double hlod = 0.0;
-                        if (alpha >= 1.0) {
-                            for (double lod : lods) hlod += lod;
-                        } else {
-                            hlod = admixtureLogLikelihoodRatio(ratios, alpha);
-                        }
+                        const double hlod = heterogeneityLod(lods, ratios, alpha);
                         point.push_back(new LinkmapHLod(index++, alpha, hlod));
                         if (buildAlphaNames) alphaNames.push_back(doubleToString(alpha));
                     }
