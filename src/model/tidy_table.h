@@ -1,0 +1,29 @@
+#pragma once
+// A tab-separated result table with one header line, for reading into R or pandas:
+// numbers in full precision, missing values as NA, infinities as Inf and -Inf (both
+// read as numbers by R's read.delim and pandas' read_csv).
+
+#include <string>
+#include <vector>
+
+class TidyTable {
+public:
+    explicit TidyTable(std::vector<std::string> columns);
+
+    // One field per column, in the header's order.
+    void addRow(std::vector<std::string> fields);
+
+    static std::string number(double value);  // %.10g; NaN as NA
+    static std::string number(long value);
+    static const char* missing() { return "NA"; }
+
+    // Writes the whole table; on failure removes what was written, sets *error to a
+    // message naming the file and returns false.
+    bool write(const std::string& fileName, std::string* error) const;
+
+    std::size_t rowCount() const { return rows.size(); }
+
+private:
+    std::vector<std::string> columns;
+    std::vector<std::vector<std::string>> rows;
+};

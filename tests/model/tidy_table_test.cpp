@@ -1,0 +1,32 @@
+#include "model/tidy_table.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <stdexcept>
+
+#include "support/test_support.h"
+
+TEST(TidyTable, NumbersKeepTenSignificantDigitsAndSpellMissingAndInfiniteValuesForRAndPandas) {
+    EXPECT_EQ(TidyTable::number(0.1234567890123), "0.123456789");
+    EXPECT_EQ(TidyTable::number(-2.5e-12), "-2.5e-12");
+    EXPECT_EQ(TidyTable::number(3.0), "3");
+    EXPECT_EQ(TidyTable::number(std::nan("")), "NA");
+    EXPECT_EQ(TidyTable::number(-std::numeric_limits<double>::infinity()), "-Inf");
+    EXPECT_EQ(TidyTable::number(12L), "12");
+}
+
+TEST(TidyTable, WritesHeaderAndRowsTabSeparatedAndRefusesRowsOfTheWrongWidth) {
+    TidyTable table({"marker", "lod"});
+    table.addRow({"M1", TidyTable::number(0.5)});
+    EXPECT_THROW(table.addRow({"M2"}), std::logic_error);
+
+    testing_support::ScratchDir dir;
+    std::string name = dir.path() + "/t.tsv", error;
+    ASSERT_TRUE(table.write(name, &error)) << error;
+    EXPECT_EQ(testing_support::readWholeFile(name), "marker\tlod\nM1\t0.5\n");
+
+    EXPECT_FALSE(table.write(dir.path() + "/missing/t.tsv", &error));
+    EXPECT_NE(error.find(dir.path() + "/missing/t.tsv"), std::string::npos) << error;
+}
