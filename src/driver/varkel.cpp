@@ -8,6 +8,7 @@
 #include <ctime>
 #include <iostream>
 #include <string>
+#include <vector>
 
 #include "association/hrr.h"
 #include "driver/utilities.h"
@@ -15,7 +16,11 @@
 #include "engine/run_directory.h"
 #include "linkage/linkmap.h"
 #include "linkage/mlink.h"
+#include "linkage/scan_panels.h"
+#include "linkage/tidy_reports.h"
 #include "model/pedigrees.h"
+#include "plot/pdf_conversion.h"
+#include "plot/scan_figure.h"
 
 namespace {
 
@@ -140,6 +145,8 @@ int Varkel::parse(int argc, char** argv) {
         cmd.add(ped);
         TCLAP::ValueArg<int> seed("", "seed", "Seed of the random generator (default: the clock)", false, 0, "int");
         cmd.add(seed);
+        TCLAP::SwitchArg pdf("", "pdf", "Every plot also as PDF (through ghostscript)", false);
+        cmd.add(pdf);
         TCLAP::ValueArg<int> jobs("", "jobs", "FASTLINK programs run at once (default: one per core)", false, 0,
                                   "int");
         cmd.add(jobs);
@@ -201,6 +208,7 @@ int Varkel::parse(int argc, char** argv) {
             s.onlyMarkersFileName = onlymarkers.getValue();
         }
         s.slowFastlink = slow.getValue();
+        s.pdfPlots = pdf.getValue();
         s.parallelJobs = jobs.isSet() ? jobs.getValue() : FastlinkRunner::availableCores();
         if (s.parallelJobs < 1) {
             std::cout << "Error: --jobs must be at least 1 (given " << s.parallelJobs << ")" << std::endl;
@@ -339,34 +347,70 @@ bool Varkel::run() {
 }
 
 // The report sequence of one singlepoint analysis; only the heterogeneity reports stop the run.
-static bool writeSinglepointReports(MLink* analysis, const std::string& base, const Settings& s) {
+// The plots written are added to `plots`.
+static bool writeSinglepointReports(MLink* analysis, const std::string& base, const Settings& s,
+                                    std::vector<std::string>& plots) {
     analysis->writeResultsFile(base);
+    plots.push_back(base + ".ps");
     if (s.byFamily) analysis->writeResultsByFamilyFile(base + "_by_family");
-    if (s.singlepointCurves) analysis->writeAllLODScoresFile(base + "_curves");
+    if (s.singlepointCurves) {
+        analysis->writeAllLODScoresFile(base + "_curves");
+        plots.push_back(base + "_curves.ps");
+    }
     if (s.heterogeneityAnalysis) {
         if (!analysis->writeHLodFile(base + "_het")) return false;
         if (!analysis->writeHLodPostscript(base + "_het")) return false;
+        plots.push_back(base + "_het.ps");
     }
     return true;
+}
+
+// The figure of the whole scan: LOD profiles along the map per phenotype and chromosome.
+static bool writeScanFigureFile(const std::string& fileName, const MLink* singlepoint, const Linkmap* multipoint,
+                                Pedigrees* pedigrees) {
+    std::cout << "The LOD Score scan figure: " << fileName << "\n";
+    const std::vector<ScanPanel> panels = scanPanels(singlepoint, multipoint, *pedigrees->getMarkerMap());
+    const std::string subtitle = std::string(singlepoint ? "singlepoint" : "") +
+                                 (singlepoint && multipoint ? " and " : "") + (multipoint ? "multipoint" : "") +
+                                 " linkage analysis    (" + current_time_and_date() + ")";
+    if (writeScanFigure(fileName, panels, subtitle)) return true;
+    std::cout << "Error: Unable to write " << fileName << std::endl;
+    return false;
 }
 
 bool Varkel::writeResults() {
     const Settings& s = settings;
     if (!s.hrrAnalysis && !s.sibPairAnalysis && !s.singlepointAnalysis && !s.multipointAnalysis) return false;
 
+    std::vector<std::string> plots;
     if (hrr && !hrr->writeGenotypeAndAlleleCounts(s.outputPrefix + "_hrr")) return false;
-    if (singlepoint && !writeSinglepointReports(singlepoint, s.outputPrefix + "_singlepoint", s)) return false;
+    if (hrr) plots.push_back(s.outputPrefix + "_hrr.ps");
+    if (singlepoint && !writeSinglepointReports(singlepoint, s.outputPrefix + "_singlepoint", s, plots)) return false;
     if (s.nuclearAnalysis && nuclear &&
-        !writeSinglepointReports(nuclear, s.outputPrefix + "_singlepoint_nuc", s))
+        !writeSinglepointReports(nuclear, s.outputPrefix + "_singlepoint_nuc", s, plots))
+        return false;
+    if ((singlepoint || nuclear) && !writeLodTable(s.outputPrefix + "_lod.tsv", singlepoint, nuclear,
+                                                   *pedigrees->getMarkerMap()))
+        return false;
+    if (s.heterogeneityAnalysis && (singlepoint || nuclear) &&
+        !writeHLodTable(s.outputPrefix + "_hlod.tsv", singlepoint, nuclear))
         return false;
 
-    if (s.multipointAnalysis && multipoint && multipoint->hasResults()) {
+    const Linkmap* multipointResults = multipoint && multipoint->hasResults() ? multipoint : nullptr;
+    if (s.multipointAnalysis && multipointResults) {
         const std::string base = s.outputPrefix + "_multipoint";
         if (!multipoint->writeResults(base + ".out")) return false;
         if (!multipoint->writeResultsPostScript(base)) return false;
+        plots.push_back(base + ".ps");
         if (!multipoint->writeHLodResults(base + "_het")) return false;
         if (s.byFamily && !multipoint->writeHLodResultsByFamily(base + "_by_family")) return false;
+        if (!writeMultipointTable(base + ".tsv", *multipoint)) return false;
     }
+    if (singlepoint || multipointResults) {
+        if (!writeScanFigureFile(s.outputPrefix + "_scan.ps", singlepoint, multipointResults, pedigrees)) return false;
+        plots.push_back(s.outputPrefix + "_scan.ps");
+    }
+    if (s.pdfPlots) convertPlotsToPdf(plots, s.verbose);
 
     if (singlepoint || nuclear || hrr || (multipoint && multipoint->hasResults()))
         writeSummaryFile(s.outputPrefix + "_summary");

@@ -48,6 +48,8 @@ struct Settings {
     bool onlyMarkersFileGiven = false;
     std::string onlyMarkersFileName;
     bool slowFastlink = false;
+    // Every plot also as PDF (through ghostscript).
+    bool pdfPlots = false;
     // FASTLINK programs run at once (0: one per available core).
     int parallelJobs = 0;
     // Seed of the random generator; the clock seeds it when not given.

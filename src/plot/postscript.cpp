@@ -1,6 +1,7 @@
 #include "plot/postscript.h"
 
 #include <cmath>
+#include <cstdio>
 #include <ostream>
 
 #include "driver/utilities.h"
@@ -54,11 +55,12 @@ void writeFrame(std::ostream& out) {
 
 void writeTexts(std::ostream& out, const PostScriptPage& page, int pageNumber) {
     out << "14 scaleTimes 550 50  moveto -90 rotate (" << pageNumber << ")show 90 rotate\n"
-        << "14 scaleTimes 560 700 moveto -90 rotate (" << page.title << ")show 90 rotate\n"
-        << "12 scaleTimes 540 700 moveto -90 rotate (" << page.subtitle1 << ")show 90 rotate\n"
-        << "12 scaleTimes 520 700 moveto -90 rotate (" << page.subtitle2 << ")show 90 rotate\n"
-        << "14 scaleTimes 30 390 moveto -90 rotate (" << page.positionAxisLabel << ")show 90 rotate\n"
-        << "14 scaleTimes 270 750 moveto (" << page.valueAxisLabel << ")show\n";
+        << "14 scaleTimes 560 700 moveto -90 rotate (" << postScriptText(page.title) << ")show 90 rotate\n"
+        << "12 scaleTimes 540 700 moveto -90 rotate (" << postScriptText(page.subtitle1) << ")show 90 rotate\n"
+        << "12 scaleTimes 520 700 moveto -90 rotate (" << postScriptText(page.subtitle2) << ")show 90 rotate\n"
+        << "14 scaleTimes 30 390 moveto -90 rotate (" << postScriptText(page.positionAxisLabel)
+        << ")show 90 rotate\n"
+        << "14 scaleTimes 270 750 moveto (" << postScriptText(page.valueAxisLabel) << ")show\n";
 }
 
 void writePageEnd(std::ostream& out) {
@@ -154,7 +156,7 @@ void writeCurvePage(std::ostream& out, PostScriptPage& page, int pageNumber, boo
 
     for (const std::string& name : page.markerNames) {
         const double y = axes.y(page.markerPositions[name]);
-        out << "8 scaleTimes 70 " << (y - 3) << " moveto (" << name << ")show \n";
+        out << "8 scaleTimes 70 " << (y - 3) << " moveto (" << postScriptText(name) << ")show \n";
         out << "95 " << y << " moveto 105 " << y << " lineto \n";
         out << "stroke  0.9 setlinewidth \n";
     }
@@ -238,8 +240,8 @@ void writeHistogramPage(std::ostream& out, PostScriptPage& page, int pageNumber,
         const int y = truncate(700.0 - (page.barGap + barWidth) * (i + 1));
         out << " newpath\n";
         if (page.barCount <= 100)
-            out << " 0 fillbox " << labelFontSize << " scaleTimes 50 " << (y + 4) << " moveto (" << name
-                << ")show " << (length + 105) << " " << (y + 4) << " moveto (" << value << ")show  \n";
+            out << " 0 fillbox " << labelFontSize << " scaleTimes 50 " << (y + 4) << " moveto ("
+                << postScriptText(name) << ")show " << (length + 105) << " " << (y + 4) << " moveto (" << value << ")show  \n";
         out << " 100 " << y << " moveto   % rightlower coordinate   (x,y)  \n"
             << " 0 " << barWidth << " rlineto    % leftlower coordinate    (boxwidth) \n"
             << length << " 0 rlineto    % leftupper coordinate   (boxheight) \n"
@@ -255,6 +257,26 @@ void writeHistogramPage(std::ostream& out, PostScriptPage& page, int pageNumber,
 }
 
 }  // namespace
+
+std::string postScriptText(const std::string& text) {
+    std::string escaped;
+    escaped.reserve(text.size());
+    for (const char c : text) {
+        const unsigned char byte = static_cast<unsigned char>(c);
+        if (c == '(' || c == ')' || c == '\\') {
+            escaped += '\\';
+            escaped += c;
+        } else if (byte < 32 || byte > 126) {
+            // Octal escapes keep the file plain ASCII text, whatever bytes a name holds.
+            char octal[5];
+            std::snprintf(octal, sizeof octal, "\\%03o", byte);
+            escaped += octal;
+        } else {
+            escaped += c;
+        }
+    }
+    return escaped;
+}
 
 PostScript::~PostScript() {
     delete file;

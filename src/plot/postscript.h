@@ -14,6 +14,11 @@
 
 class File;
 
+// A text as the content of a PostScript string literal: parentheses and backslashes escaped,
+// bytes outside printable ASCII as octal escapes, so any marker, phenotype or pedigree name
+// draws as it is written.
+std::string postScriptText(const std::string& text);
+
 class PostScriptPage {
 public:
     std::string title;

@@ -5,6 +5,7 @@
 #include <cstdlib>
 
 #include "linkage/mlink.h"
+#include "support/ghostscript.h"
 
 class MLinkTestAccess {
 public:
@@ -56,10 +57,4 @@ inline double admixtureLod(const std::vector<double>& lods, double alpha) {
     double sum = 0.0;
     for (double lod : lods) sum += std::log10(alpha * std::pow(10.0, lod) + 1.0 - alpha);
     return sum;
-}
-
-inline bool rendersInGhostscript(const std::string& file) {
-    const std::string command =
-        "gs -q -dSAFER -dBATCH -dNOPAUSE -sDEVICE=nullpage '" + file + "' >/dev/null 2>&1 </dev/null";
-    return std::system(command.c_str()) == 0;
 }

@@ -1,0 +1,73 @@
+#include "plot/pdf_conversion.h"
+
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <iostream>
+
+#include "engine/process.h"
+
+namespace {
+
+std::string pdfNameOf(const std::string& postScript) {
+    const std::string suffix = ".ps";
+    if (postScript.size() >= suffix.size() && postScript.compare(postScript.size() - suffix.size(), suffix.size(), suffix) == 0)
+        return postScript.substr(0, postScript.size() - suffix.size()) + ".pdf";
+    return postScript + ".pdf";
+}
+
+// Ghostscript reads "%d" and the like in an output file name as a page number template.
+std::string literalOutputName(const std::string& name) {
+    std::string literal;
+    for (char c : name) {
+        if (c == '%') literal += '%';
+        literal += c;
+    }
+    return literal;
+}
+
+bool isFile(const std::string& name) {
+    struct stat status {};
+    return stat(name.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+}
+
+}  // namespace
+
+int convertPlotsToPdf(const std::vector<std::string>& postScriptFiles, bool verbose) {
+    int written = 0;
+    for (const std::string& postScript : postScriptFiles) {
+        if (!isFile(postScript)) continue;
+        const std::string pdf = pdfNameOf(postScript);
+        // "-f<name>" reads the file even when its name begins with "-" or "@".
+        const std::vector<std::string> command{"gs", "-q", "-dNOPAUSE", "-dBATCH", "-dSAFER", "-sDEVICE=pdfwrite",
+                                               "-sOutputFile=" + literalOutputName(pdf), "-f" + postScript};
+        if (verbose) {
+            std::string line = "External command:";
+            for (const std::string& word : command) line += " " + word;
+            std::cout << line << std::endl;
+        }
+        ProcessOptions options;
+        options.standardOutput = "/dev/null";
+        options.standardError = "/dev/null";
+        std::string error;
+        const pid_t process = startProcess(command, options, error);
+        if (process < 0) {
+            std::cout << "Warning: ghostscript (gs) could not be started (" << error
+                      << "); the plots are written as PostScript only" << std::endl;
+            return written;
+        }
+        int status;
+        while ((status = waitForProcess(process)) < 0 && errno == EINTR) {
+        }
+        if (status == 0 && isFile(pdf)) {
+            std::cout << "The plots as PDF: " << pdf << "\n";
+            ++written;
+        } else {
+            std::remove(pdf.c_str());
+            std::cout << "Warning: ghostscript could not convert " << postScript << " (exit status " << status
+                      << "); no " << pdf << " written" << std::endl;
+        }
+    }
+    return written;
+}
