@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "plot/postscript.h"
+#include "support/ghostscript.h"
 #include "support/test_support.h"
 
 using testing_support::ScratchDir;
@@ -150,4 +151,37 @@ TEST(CurvePages, SegmentsNeedThreePointsAndMultipointAppendsTwo) {
     unpaired.addPostScriptPage(curvePage({0.0, 0.1}, {0.0, 1.0, 2.0}, 0.5, -3.0));
     EXPECT_FALSE(unpaired.writeCurvePagesIntoPostScriptFile(dir.file("unpaired.ps")));
     EXPECT_FALSE(dir.exists("unpaired.ps"));
+}
+
+TEST(PostScriptText, SpecialCharactersAreEscaped) {
+    EXPECT_EQ(postScriptText("M1(a\\b)"), "M1\\(a\\\\b\\)");
+    EXPECT_EQ(postScriptText("D1S100"), "D1S100");
+    EXPECT_EQ(postScriptText("a\tb"), "a\\011b");
+    EXPECT_EQ(postScriptText("\xc3\xa9"), "\\303\\251");  // UTF-8 e with acute accent
+}
+
+// Names that would end or break a PostScript string draw as written in every page style.
+TEST(PostScriptText, NamesWithParenthesesAndBackslashesDrawInEveryStyle) {
+    ScratchDir dir;
+    const Lines names{"M1(a\\b)", "x)y(", "\\"};
+    PostScript bars;
+    bars.addPostScriptPage(barPage(names, {1.0, 2.0, 0.5}));
+    write(bars, Style::histogram, dir, "bars.ps");
+    const std::string drawnBars = testing_support::textDrawnByGhostscript(dir.file("bars.ps"));
+    for (const std::string& name : names) EXPECT_TRUE(testing_support::contains(drawnBars, name)) << drawnBars;
+
+    for (Style style : {Style::singlepoint, Style::multipoint}) {
+        PostScript curves;
+        PostScriptPage* page = curvePage({0.0, 0.1, 0.2}, {0.0, 1.0, 2.0}, 0.5, -3.0);
+        page->title = "Phenotype (A\\";
+        for (std::size_t i = 0; i < names.size(); ++i) {
+            page->markerNames.push_back(names[i]);
+            page->markerPositions[names[i]] = 0.2 * static_cast<double>(i);
+        }
+        curves.addPostScriptPage(page);
+        const std::string name = style == Style::singlepoint ? "single.ps" : "multi.ps";
+        write(curves, style, dir, name);
+        const std::string drawn = testing_support::textDrawnByGhostscript(dir.file(name));
+        for (const std::string& marker : names) EXPECT_TRUE(testing_support::contains(drawn, marker)) << drawn;
+    }
 }

@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <string>
 
+namespace testing_support {
+
 // True when ghostscript interprets the whole file (PostScript or PDF) without an error.
 inline bool rendersInGhostscript(const std::string& file) {
     const std::string command =
@@ -37,3 +39,5 @@ inline int pagesRenderedByGhostscript(const std::string& file) {
         if (std::string(line).rfind("%%BoundingBox:", 0) == 0) ++pages;
     return pclose(pipe) == 0 ? pages : -1;
 }
+
+}  // namespace testing_support
