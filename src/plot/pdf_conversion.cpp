@@ -39,9 +39,18 @@ int convertPlotsToPdf(const std::vector<std::string>& postScriptFiles, bool verb
     for (const std::string& postScript : postScriptFiles) {
         if (!isFile(postScript)) continue;
         const std::string pdf = pdfNameOf(postScript);
-        // "-f<name>" reads the file even when its name begins with "-" or "@".
-        const std::vector<std::string> command{"gs", "-q", "-dNOPAUSE", "-dBATCH", "-dSAFER", "-sDEVICE=pdfwrite",
-                                               "-sOutputFile=" + literalOutputName(pdf), "-f" + postScript};
+        // Pages keep the orientation they are drawn in (ghostscript would otherwise turn a page
+        // whose text runs mostly upwards, like the scan figure's marker names). "-f<name>" reads
+        // the file even when its name begins with "-" or "@".
+        const std::vector<std::string> command{"gs",
+                                               "-q",
+                                               "-dNOPAUSE",
+                                               "-dBATCH",
+                                               "-dSAFER",
+                                               "-sDEVICE=pdfwrite",
+                                               "-dAutoRotatePages=/None",
+                                               "-sOutputFile=" + literalOutputName(pdf),
+                                               "-f" + postScript};
         if (verbose) {
             std::string line = "External command:";
             for (const std::string& word : command) line += " " + word;

@@ -219,6 +219,9 @@ TEST(TidyTables, SinglepointTablesFigureAndPdfEqualTheReports) {
         EXPECT_TRUE(contains(run.output, "The plots as PDF: " + plot + ".pdf\n")) << plot;
     }
     EXPECT_EQ(pagesRenderedByGhostscript(dir.file("r%d_scan.pdf")), 2);
+    // Landscape as drawn, not turned by ghostscript for its upright marker names.
+    EXPECT_TRUE(contains(dir.read("r%d_scan.pdf"), "/MediaBox [0 0 842 595]"));
+    EXPECT_FALSE(contains(dir.read("r%d_scan.pdf"), "/Rotate 90"));
 }
 
 // Without ghostscript on the PATH: one warning, the PostScript plots stay, the run succeeds.
