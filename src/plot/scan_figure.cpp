@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <fstream>
 #include <iterator>
+#include <limits>
 #include <set>
 #include <sstream>
 
@@ -18,6 +19,7 @@ const double kLeft = 70, kRight = 800, kBottom = 110, kTop = 450;
 // LODs below this are drawn at the bottom edge: the axis would otherwise be all exclusion.
 const double kLowestAxisLod = -10;
 const double kNameFontSize = 7;
+const double kInfinity = std::numeric_limits<double>::infinity();
 const double kNameSpacing = kNameFontSize + 1.5;  // least distance between two drawn names
 
 std::string coordinate(double value) {
@@ -97,8 +99,8 @@ public:
     double positionMin, positionMax, lodMin, lodMax;
 };
 
-// The highest point of the page: the multipoint line's when there is one, else the best
-// singlepoint marker's. Null position when there is nothing to label.
+// The highest point of the page: the multipoint line's between the outermost markers (beyond
+// them the line only extrapolates), or without a line the best singlepoint marker's.
 struct Best {
     bool found = false;
     double position = 0.0;
@@ -109,8 +111,14 @@ struct Best {
 Best bestOf(const ScanPanel& panel) {
     Best best;
     if (!panel.multipoint.empty()) {
+        double low = kInfinity, high = -kInfinity;
+        for (const ScanMarker& marker : panel.markers) {
+            low = std::min(low, marker.position);
+            high = std::max(high, marker.position);
+        }
         for (const ScanPoint& point : panel.multipoint)
-            if (std::isfinite(point.lod) && (!best.found || point.lod > best.lod)) {
+            if (std::isfinite(point.lod) && point.position >= low && point.position <= high &&
+                (!best.found || point.lod > best.lod)) {
                 best.found = true;
                 best.position = point.position;
                 best.lod = point.lod;
@@ -131,15 +139,13 @@ Best bestOf(const ScanPanel& panel) {
     return best;
 }
 
-PanelAxes axesOf(const ScanPanel& panel, const Best& best) {
-    double low = INFINITY, high = -INFINITY;
+// The map from just before the first marker to just after the last; the LODs from below -2
+// (at most down to kLowestAxisLod) to above the highest point and LOD 3.
+PanelAxes axesOf(const ScanPanel& panel) {
+    double low = kInfinity, high = -kInfinity;
     for (const ScanMarker& marker : panel.markers) {
         low = std::min(low, marker.position);
         high = std::max(high, marker.position);
-    }
-    if (best.found) {
-        low = std::min(low, best.position);
-        high = std::max(high, best.position);
     }
     const double margin = high > low ? std::max(1.0, 0.03 * (high - low)) : 5.0;
 
@@ -217,7 +223,7 @@ void writeLegend(std::ostream& out, const ScanPanel& panel) {
 
 void writePage(std::ostream& out, const ScanPanel& panel, int number, const std::string& subtitle) {
     const Best best = bestOf(panel);
-    const PanelAxes axes = axesOf(panel, best);
+    const PanelAxes axes = axesOf(panel);
 
     out << "%%Page: " << number << " " << number << "\n"
         << "<< /PageSize [" << kPageWidth << " " << kPageHeight << "] >> setpagedevice\n"

@@ -343,7 +343,8 @@ TEST(TidyTables, MultipointTableAndLineEqualTheReports) {
     EXPECT_EQ(row, table.rows.size());
 
     // The figure's line: before M1 and after M3 from the outer windows, each interval from the
-    // window that holds it; every point of it a point of the table.
+    // window that holds it; every point of it a point of the table. The label names the highest
+    // point between the outermost markers.
     const std::vector<ScanPage> pages = readScanPages(dir.read("varkel_scan.ps"));
     ASSERT_EQ(pages.size(), 1u);
     ASSERT_EQ(pages[0].profile.size(), 4u);
@@ -360,7 +361,7 @@ TEST(TidyTables, MultipointTableAndLineEqualTheReports) {
             if (expected[i].second >= -2.0) {  // far below, a LOD is drawn at the edge of what is shown
                 EXPECT_NEAR(pages[0].lod(pages[0].profile[piece][i].second), expected[i].second, 0.01);
             }
-            highest = std::max(highest, expected[i].second);
+            if (expected[i].first >= 10.0 && expected[i].first <= 35.0) highest = std::max(highest, expected[i].second);
         }
     }
     ASSERT_EQ(pages[0].bestLabels.size(), 1u);
