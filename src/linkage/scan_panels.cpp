@@ -159,9 +159,10 @@ std::vector<ScanPanel> scanPanels(const MLink* singlepoint, const Linkmap* multi
                                                               : a == last;
                 if (onPage && a >= 0 && !stretch.second.points.empty()) used.push_back(&stretch.second.points);
             }
-            std::stable_sort(used.begin(), used.end(), [](const std::vector<ScanPoint>* x, const std::vector<ScanPoint>* y) {
-                return x->front().position < y->front().position;
-            });
+            std::stable_sort(used.begin(), used.end(),
+                             [](const std::vector<ScanPoint>* x, const std::vector<ScanPoint>* y) {
+                                 return x->front().position < y->front().position;
+                             });
             for (const std::vector<ScanPoint>* points : used) {
                 if (!panel.multipoint.empty()) panel.multipoint.push_back(kProfileBreak);
                 panel.multipoint.insert(panel.multipoint.end(), points->begin(), points->end());

@@ -12,7 +12,9 @@ namespace {
 
 std::string pdfNameOf(const std::string& postScript) {
     const std::string suffix = ".ps";
-    if (postScript.size() >= suffix.size() && postScript.compare(postScript.size() - suffix.size(), suffix.size(), suffix) == 0)
+    const bool hasSuffix = postScript.size() >= suffix.size() &&
+                           postScript.compare(postScript.size() - suffix.size(), suffix.size(), suffix) == 0;
+    if (hasSuffix)
         return postScript.substr(0, postScript.size() - suffix.size()) + ".pdf";
     return postScript + ".pdf";
 }

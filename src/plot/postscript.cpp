@@ -241,7 +241,8 @@ void writeHistogramPage(std::ostream& out, PostScriptPage& page, int pageNumber,
         out << " newpath\n";
         if (page.barCount <= 100)
             out << " 0 fillbox " << labelFontSize << " scaleTimes 50 " << (y + 4) << " moveto ("
-                << postScriptText(name) << ")show " << (length + 105) << " " << (y + 4) << " moveto (" << value << ")show  \n";
+                << postScriptText(name) << ")show " << (length + 105) << " " << (y + 4) << " moveto (" << value
+                << ")show  \n";
         out << " 100 " << y << " moveto   % rightlower coordinate   (x,y)  \n"
             << " 0 " << barWidth << " rlineto    % leftlower coordinate    (boxwidth) \n"
             << length << " 0 rlineto    % leftupper coordinate   (boxheight) \n"

@@ -43,6 +43,18 @@ double tickStep(double range, int maxTicks) {
     return 10.0 * power;
 }
 
+// The multiples of the step from low to high, each computed afresh (no accumulated rounding).
+std::vector<double> ticksBetween(double low, double high, double step) {
+    std::vector<double> ticks;
+    const double first = std::ceil(low / step - 1e-9);
+    for (int k = 0;; ++k) {
+        const double tick = (first + k) * step;
+        if (tick > high + 1e-9 * step) break;
+        ticks.push_back(tick);
+    }
+    return ticks;
+}
+
 // A tick value as text: whole numbers without decimals, others with as few as the step needs.
 std::string tickLabel(double value, double step) {
     if (std::fabs(value) < step * 1e-6) value = 0.0;
@@ -88,7 +100,9 @@ class PanelAxes {
 public:
     PanelAxes(double positionMin, double positionMax, double lodMin, double lodMax)
         : positionMin(positionMin), positionMax(positionMax), lodMin(lodMin), lodMax(lodMax) {}
-    double x(double position) const { return kLeft + (position - positionMin) * (kRight - kLeft) / (positionMax - positionMin); }
+    double x(double position) const {
+        return kLeft + (position - positionMin) * (kRight - kLeft) / (positionMax - positionMin);
+    }
     // Infinite LODs (a family that cannot occur) are drawn far below the frame, cut off by it.
     double y(double lod) const {
         const double span = lodMax - lodMin;
@@ -147,6 +161,7 @@ PanelAxes axesOf(const ScanPanel& panel) {
         low = std::min(low, marker.position);
         high = std::max(high, marker.position);
     }
+    if (panel.markers.empty()) low = high = 0.0;
     const double margin = high > low ? std::max(1.0, 0.03 * (high - low)) : 5.0;
 
     double lodLow = -2.0, lodHigh = 3.0;  // the guides are always in view
@@ -171,11 +186,12 @@ PanelAxes axesOf(const ScanPanel& panel) {
 // from left to right, each only when it keeps its distance to those already placed.
 std::vector<std::size_t> namesThatFit(const ScanPanel& panel, const PanelAxes& axes) {
     std::vector<std::size_t> order;
-    std::size_t top = panel.markers.size();
+    const std::size_t none = panel.markers.size();
+    std::size_t top = none;
     for (std::size_t m = 0; m < panel.markers.size(); ++m)
-        if (std::isfinite(panel.markers[m].lod) && (top == panel.markers.size() || panel.markers[m].lod > panel.markers[top].lod))
+        if (std::isfinite(panel.markers[m].lod) && (top == none || panel.markers[m].lod > panel.markers[top].lod))
             top = m;
-    if (top < panel.markers.size()) order.push_back(top);
+    if (top != none) order.push_back(top);
     for (std::size_t m = 0; m < panel.markers.size(); ++m)
         if (m != top) order.push_back(m);
 
@@ -208,7 +224,8 @@ void writeLegend(std::ostream& out, const ScanPanel& panel) {
         x += 130;
     }
     if (hasLod) {
-        out << x + 9 << " " << y + 3 << " lodpoint " << x + 24 << " " << y << " moveto (singlepoint maximum LOD) show\n";
+        out << x + 9 << " " << y + 3 << " lodpoint " << x + 24 << " " << y
+            << " moveto (singlepoint maximum LOD) show\n";
         x += 160;
     }
     if (hasHLod) {
@@ -224,24 +241,24 @@ void writeLegend(std::ostream& out, const ScanPanel& panel) {
 void writePage(std::ostream& out, const ScanPanel& panel, int number, const std::string& subtitle) {
     const Best best = bestOf(panel);
     const PanelAxes axes = axesOf(panel);
+    // Dense markers get smaller points, so that neighbours stay apart.
+    const double markerSpacing = (kRight - kLeft) / std::max<double>(1.0, static_cast<double>(panel.markers.size()));
+    const double pointRadius = std::max(0.9, std::min(2.2, 0.4 * markerSpacing));
 
     out << "%%Page: " << number << " " << number << "\n"
         << "<< /PageSize [" << kPageWidth << " " << kPageHeight << "] >> setpagedevice\n"
         << "0 setgray 0.8 setlinewidth\n"
-        // Dense markers get smaller points, so that neighbours stay apart.
-        << "/radius " << std::max(0.9, std::min(2.2, 0.4 * (kRight - kLeft) / std::max<std::size_t>(1, panel.markers.size())))
-        << " def\n"
+        << "/radius " << pointRadius << " def\n"
         << "14 font " << kLeft << " 568 moveto (Phenotype: " << postScriptText(panel.phenotype)
         << "    Chromosome: " << postScriptText(panel.chromosome) << ") show\n"
         << "9 font " << kLeft << " 553 moveto (" << postScriptText(subtitle) << ") show\n";
 
     // Axes: cM along x, LOD along y.
     const double positionStep = tickStep(axes.positionMax - axes.positionMin, 12);
-    for (double tick = std::ceil(axes.positionMin / positionStep - 1e-9) * positionStep;
-         tick <= axes.positionMax + 1e-9 * positionStep; tick += positionStep)
+    for (const double tick : ticksBetween(axes.positionMin, axes.positionMax, positionStep))
         out << coordinate(axes.x(tick)) << " (" << tickLabel(tick, positionStep) << ") xtick\n";
     const double lodStep = tickStep(axes.lodMax - axes.lodMin, 10);
-    for (double tick = std::ceil(axes.lodMin / lodStep - 1e-9) * lodStep; tick <= axes.lodMax + 1e-9; tick += lodStep)
+    for (const double tick : ticksBetween(axes.lodMin, axes.lodMax, lodStep))
         out << coordinate(axes.y(tick)) << " (" << tickLabel(tick, lodStep) << ") ytick\n";
     out << "11 font " << (kLeft + kRight) / 2 << " " << kBottom - 32 << " moveto (Map position \\(cM\\)) centershow\n"
         << "gsave 26 " << (kBottom + kTop) / 2 << " translate 90 rotate 0 0 moveto (LOD score) centershow grestore\n";
