@@ -46,6 +46,8 @@ TEST(ScanFigure, PointsGuidesAndTicksStandWhereTheAxesSay) {
     EXPECT_TRUE(rendersInGhostscript(dir.file("scan.ps")));
 
     const ScanPage& page = pages[0];
+    EXPECT_EQ(page.guides.size(), 2u);
+    EXPECT_GT(page.guideY(3.0), page.guideY(-2.0));
     // Singlepoint maxima at the markers that have one, HLODs likewise: x from the cM ticks,
     // y from the guides.
     ASSERT_EQ(page.lodPoints.size(), 3u);
