@@ -176,8 +176,9 @@ void Varkel::writeSummaryFile(const std::string& base) {
                 const HrrMarker* marker = phenotype->getHrrMarker(key);
                 if (!marker) continue;
                 out << std::setw(20) << (map ? map->getMarkerName(key) : key) << std::setw(15)
-                    << marker->getAlleleRandomizedP() << std::setw(15) << marker->getAlleleTheoreticalP()
-                    << std::setw(15) << marker->getGenotypeRandomizedP() << std::setw(15)
+                    << randomizedPText(marker->getAlleleRandomizedP()) << std::setw(15)
+                    << marker->getAlleleTheoreticalP() << std::setw(15)
+                    << randomizedPText(marker->getGenotypeRandomizedP()) << std::setw(15)
                     << marker->getGenotypeTheoreticalP() << "\n";
             }
         }
