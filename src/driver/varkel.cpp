@@ -10,6 +10,7 @@
 #include <string>
 
 #include "association/hrr.h"
+#include "association/tdt.h"
 #include "driver/utilities.h"
 #include "engine/fastlink_runner.h"
 #include "engine/run_directory.h"
@@ -62,6 +63,7 @@ Varkel::~Varkel() {
     delete singlepoint;
     delete nuclear;
     delete hrr;
+    delete tdt;
     delete multipoint;
 }
 
@@ -113,6 +115,8 @@ int Varkel::parse(int argc, char** argv) {
         cmd.add(hlod);
         TCLAP::SwitchArg hrrrand("", "hrrrand", "HRR analysis", false);
         cmd.add(hrrrand);
+        TCLAP::SwitchArg tdtSwitch("", "tdt", "Transmission/disequilibrium test", false);
+        cmd.add(tdtSwitch);
         TCLAP::SwitchArg sibpair("", "sibpair", "Sib pair linkage analysis", false);
         cmd.add(sibpair);
         TCLAP::SwitchArg nuclearSwitch("", "nuclear", "Component nuclear pedigree parametric linkage analysis",
@@ -176,6 +180,7 @@ int Varkel::parse(int argc, char** argv) {
         s.liabilityColumn = liab.getValue();
         s.affectionColumn = true;
         s.hrrAnalysis = hrrrand.getValue();
+        s.tdtAnalysis = tdtSwitch.getValue();
         s.sibPairAnalysis = sibpair.getValue();
         s.singlepointAnalysis = singlepointSwitch.getValue();
         s.multipointAnalysis = multipoint.getValue();
@@ -308,6 +313,10 @@ bool Varkel::run() {
         hrr->setQuiet(s.quiet);
         if (!keepIfRan(hrr, hrr->run(s.markerName, s.phenotypeName))) return false;
     }
+    if (s.tdtAnalysis) {
+        tdt = new Tdt(pedigrees);
+        if (!keepIfRan(tdt, tdt->run(s.markerName, s.phenotypeName))) return false;
+    }
 
     if (s.singlepointAnalysis) {
         singlepoint = new MLink(pedigrees);
@@ -352,9 +361,11 @@ static bool writeSinglepointReports(MLink* analysis, const std::string& base, co
 
 bool Varkel::writeResults() {
     const Settings& s = settings;
-    if (!s.hrrAnalysis && !s.sibPairAnalysis && !s.singlepointAnalysis && !s.multipointAnalysis) return false;
+    if (!s.hrrAnalysis && !s.tdtAnalysis && !s.sibPairAnalysis && !s.singlepointAnalysis && !s.multipointAnalysis)
+        return false;
 
     if (hrr && !hrr->writeGenotypeAndAlleleCounts(s.outputPrefix + "_hrr")) return false;
+    if (tdt && !tdt->writeReport(s.outputPrefix + "_tdt")) return false;
     if (singlepoint && !writeSinglepointReports(singlepoint, s.outputPrefix + "_singlepoint", s)) return false;
     if (s.nuclearAnalysis && nuclear &&
         !writeSinglepointReports(nuclear, s.outputPrefix + "_singlepoint_nuc", s))
@@ -368,7 +379,7 @@ bool Varkel::writeResults() {
         if (s.byFamily && !multipoint->writeHLodResultsByFamily(base + "_by_family")) return false;
     }
 
-    if (singlepoint || nuclear || hrr || (multipoint && multipoint->hasResults()))
+    if (singlepoint || nuclear || hrr || tdt || (multipoint && multipoint->hasResults()))
         writeSummaryFile(s.outputPrefix + "_summary");
     return true;
 }

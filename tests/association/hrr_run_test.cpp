@@ -7,40 +7,13 @@
 #include "association/hrr.h"
 #include "model/pedigrees.h"
 #include "pedigree/marker_info.h"
+#include "association/trio_files.h"
 #include "support/test_support.h"
 
 using namespace testing_support;
+using namespace trio_files;
 
 namespace {
-
-// One post-MAKEPED line: pointer columns 0, proband 0, affection status, then the genotypes
-// ("1 2" per marker; "0 0" for untyped).
-std::string person(const std::string& pedigree, const std::string& id, const std::string& father,
-                   const std::string& mother, const std::string& sex, const std::string& affection,
-                   const std::vector<std::string>& genotypes) {
-    std::string line = pedigree + " " + id + " " + father + " " + mother + " 0 0 0 " + sex + " 0 " + affection;
-    for (const std::string& g : genotypes) line += " " + g;
-    return line + "\n";
-}
-
-std::string mapFile(const std::vector<std::string>& names) {
-    std::string text = "CHR HALDANE NAME\n";
-    for (size_t i = 0; i < names.size(); ++i) text += "1 " + std::to_string(10.0 * i) + " " + names[i] + "\n";
-    return text;
-}
-
-// Reads the map and the pedigree file into the collection; true when both were read.
-bool load(Pedigrees& pedigrees, const ScratchDir& dir, const std::string& map, const std::string& pedigree) {
-    dir.write("hrr.map", map);
-    dir.write("hrr.ped", pedigree);
-    InDirectory here(dir.path());
-    pedigrees.setPostMakeped(true);
-    pedigrees.setAffectionColumn(true);
-    pedigrees.setMapFileName("hrr.map");
-    int read = 0;
-    captureOutput([&] { read = pedigrees.readMapFile("hrr.map") && pedigrees.readPedigreeFile("hrr.ped"); });
-    return read != 0;
-}
 
 // The genotype of a trio member ("1" father, "2" mother, "3" child).
 std::string genotypeOf(const Pedigree* trio, const std::string& member) {
