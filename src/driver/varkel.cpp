@@ -271,8 +271,7 @@ bool Varkel::readInputFiles() {
         if (!converted) return false;
     }
 
-    if (s.statistics) std::cout << "Warning: Statistics reports are not available in this version; skipping them"
-                                << std::endl;
+    if (s.statistics) pedigrees->writeStatistics();
     if (s.phenotypeFileGiven && !s.phenotypeFileName.empty() &&
         !pedigrees->readPhenotypeFile(s.phenotypeFileName))
         return false;

@@ -1,0 +1,177 @@
+// TDT trios and affected sib pairs: per phenotype and marker, at most one of each per input
+// pedigree, copied into derived sets with their own allele catalogues; and the statistics
+// files about the HRR, TDT and sib-pair sets of every marker.
+
+#include <iomanip>
+#include <iostream>
+#include <sstream>
+
+#include "association/derived_families.h"
+#include "driver/utilities.h"
+#include "input/marker_map.h"
+#include "model/file.h"
+#include "model/pedigrees.h"
+#include "pedigree/marker_info.h"
+#include "pedigree/statistics_reports.h"
+
+namespace {
+
+const std::string kAffectionStatus = "DISEASE_LOCUS";
+
+bool isAffected(const Person* person, const std::string& phenotypeName) {
+    const Phenotype* phenotype = person->getPhenotype(phenotypeName);
+    return phenotype && phenotype->getValue() == "2";
+}
+
+bool isHeterozygous(const Marker* genotype) { return genotype && genotype->getAllele(0) != genotype->getAllele(1); }
+
+// The parents of a person when both are persons of its pedigree.
+bool parentsOf(const Pedigree* pedigree, const Person* person, const Person*& mother, const Person*& father) {
+    mother = pedigree->getPerson(person->getMotherId());
+    father = pedigree->getPerson(person->getFatherId());
+    return !person->isFounder() && mother && father;
+}
+
+// The first person in identifier order for which found returns true, or null.
+template <class Test>
+const Person* firstPerson(const Pedigree* pedigree, Test found) {
+    const Person* first = nullptr;
+    pedigree->getPersonTree()->forEach([&](const Person* person) {
+        if (!first && found(person)) first = person;
+    });
+    return first;
+}
+
+// The sib pair as a four-person pedigree under the person's pedigree identifier: father
+// "1", mother "2", the person "3" and its sib "4".
+Pedigree* copySibFamily(const Person* sib, const Person* person, const Person* mother, const Person* father) {
+    auto* family = new Pedigree(person->getPedigreeId());
+    family->addPerson(copyDerivedMember(person, "3", "1", "2", "0", "4", "0"));
+    family->addPerson(copyDerivedMember(sib, "4", "1", "2", "0", "0", "0"));
+    family->addPerson(copyDerivedMember(mother, "2", "0", "0", "3", "0", "0"));
+    family->addPerson(copyDerivedMember(father, "1", "0", "0", "3", "0", "1"));
+    return family;
+}
+
+void insertOrDelete(RBTree<Pedigree>* tree, Pedigree* family) {
+    if (!tree->insert(family)) delete family;
+}
+
+}  // namespace
+
+RBTree<Pedigree>* Pedigrees::createTdtPedigreesForMarker(const std::string& phenotypeName,
+                                                         const std::string& markerKey) {
+    delete tdtPedigrees;
+    tdtPedigrees = new RBTree<Pedigree>(new Pedigree(), "Master-TDT-TRee");
+    pedigrees->forEach([&](const Pedigree* pedigree) {
+        const Person* mother = nullptr;
+        const Person* father = nullptr;
+        const Person* child = firstPerson(pedigree, [&](const Person* person) {
+            return person->getMarker(markerKey) && isAffected(person, phenotypeName) &&
+                   parentsOf(pedigree, person, mother, father) && isHeterozygous(mother->getMarker(markerKey)) &&
+                   isHeterozygous(father->getMarker(markerKey));
+        });
+        if (child) insertOrDelete(tdtPedigrees, copyHrrFamily(child, mother, father));
+    });
+    delete tdtMarkerInfo;
+    tdtMarkerInfo = buildMarkerInfo(tdtPedigrees, "tdtmarkersinfo");
+    return tdtPedigrees;
+}
+
+RBTree<Pedigree>* Pedigrees::createSibPairPedigreesForMarker(const std::string& phenotypeName,
+                                                             const std::string& markerKey) {
+    delete sibPairPedigrees;
+    sibPairPedigrees = new RBTree<Pedigree>(new Pedigree(), "Master-Sibpair-TRee");
+    auto typedAndAffected = [&](const Person* person) {
+        return person->getMarker(markerKey) && isAffected(person, phenotypeName);
+    };
+    pedigrees->forEach([&](const Pedigree* pedigree) {
+        const Person* mother = nullptr;
+        const Person* father = nullptr;
+        const Person* sib = nullptr;
+        // Full sibs share both parents; whether the parents are typed does not matter.
+        const Person* person = firstPerson(pedigree, [&](const Person* candidate) {
+            if (!typedAndAffected(candidate) || !parentsOf(pedigree, candidate, mother, father)) return false;
+            sib = firstPerson(pedigree, [&](const Person* other) {
+                return other->getPersonId() != candidate->getPersonId() &&
+                       other->getFatherId() == candidate->getFatherId() &&
+                       other->getMotherId() == candidate->getMotherId() && typedAndAffected(other);
+            });
+            return sib != nullptr;
+        });
+        if (person) insertOrDelete(sibPairPedigrees, copySibFamily(sib, person, mother, father));
+    });
+    delete sibPairMarkerInfo;
+    sibPairMarkerInfo = buildMarkerInfo(sibPairPedigrees, "sibpairmarkersinfo");
+    return sibPairPedigrees;
+}
+
+namespace {
+
+// The two size lines of a derived set in its frequency section.
+std::string setCountLines(const std::string& label, int pedigreeCount, int personCount, int width) {
+    std::ostringstream lines;
+    lines << std::left << std::setw(width) << "# " + label + " pedigrees" << ": " << pedigreeCount << "\n"
+          << std::setw(width) << "# " + label + " persons" << ": " << personCount << "\n";
+    return lines.str();
+}
+
+const MarkerInfo* entryOf(const RBTree<MarkerInfo>* catalogue, const std::string& key) {
+    return catalogue ? catalogue->find(key) : nullptr;
+}
+
+}  // namespace
+
+Pedigrees::DerivedSetStatistics Pedigrees::collectDerivedSetStatistics() {
+    DerivedSetStatistics statistics;
+    for (int i = 0; i < markerCount; ++i) {
+        const std::string key = IntToString(i);
+        const std::string name = markerMap->getMarkerName(key);
+        const int hrr = createHrrPedigreesForMarker(kAffectionStatus, key)->getCount();
+        if (hrr > 0)
+            statistics.hrrSections += alleleFrequencySection(
+                name, entryOf(hrrMarkerInfo, key), setCountLines("hrr", hrr, getHrrPersonCount(), 18));
+        const int tdt = createTdtPedigreesForMarker(kAffectionStatus, key)->getCount();
+        if (tdt > 0)
+            statistics.tdtSections += alleleFrequencySection(
+                name, entryOf(tdtMarkerInfo, key), setCountLines("tdt", tdt, getTdtPersonCount(), 18));
+        const int sibPairs = createSibPairPedigreesForMarker(kAffectionStatus, key)->getCount();
+        if (sibPairs > 0)
+            statistics.sibPairSections += alleleFrequencySection(
+                name, entryOf(sibPairMarkerInfo, key),
+                setCountLines("sibpair", sibPairs, getSibPairPersonCount(), 22));
+        statistics.pedigreeCounts.push_back({hrr, tdt, sibPairs});
+    }
+    return statistics;
+}
+
+void Pedigrees::writeDerivedFrequenciesFile(const std::string& fileName, const std::string& sections) const {
+    File file;
+    if (!file.openFile(fileName, "write")) {
+        std::cout << "Error: Unable to open " << fileName << " for writing!" << std::endl;
+        return;
+    }
+    file.text << getCommonHeader() << sections;
+    file.addAllLinesFromOStringStream();
+    file.closeFile("write");
+}
+
+void Pedigrees::writeNumberOfHrrTdtSibpairPeds(const std::string& fileName,
+                                               const DerivedSetStatistics& statistics) const {
+    File file;
+    if (!file.openFile(fileName, "write")) {
+        std::cout << "Error: Unable to open " << fileName << " for writing!" << std::endl;
+        return;
+    }
+    std::ostream& out = file.text;
+    out << getCommonHeader() << "Number of Hrr, Tdt And Sib Pair Pedigrees\n\n";
+    out << std::left << std::setw(15) << "Marker" << std::setw(15) << "HRR" << std::setw(10) << "TDT"
+        << std::setw(10) << "SIBPAIRS" << "\n";
+    for (int i = 0; i < markerCount && i < static_cast<int>(statistics.pedigreeCounts.size()); ++i) {
+        const std::vector<int>& counts = statistics.pedigreeCounts[static_cast<size_t>(i)];
+        out << std::setw(15) << markerMap->getMarkerName(IntToString(i)) << std::setw(15) << counts[0]
+            << std::setw(10) << counts[1] << std::setw(10) << counts[2] << "\n";
+    }
+    file.addAllLinesFromOStringStream();
+    file.closeFile("write");
+}
