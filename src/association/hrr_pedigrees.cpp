@@ -9,24 +9,32 @@
 #include "model/pedigrees.h"
 #include "pedigree/marker_info.h"
 
-Person* copyDerivedMember(const Person* source, const std::string& personId, const std::string& fatherId,
-                          const std::string& motherId, const std::string& firstOffspring,
-                          const std::string& nextSibling, const std::string& probandStatus) {
+Person* copyDerivedMember(const Person* source, const std::string& markerKey, const std::string& personId,
+                          const std::string& fatherId, const std::string& motherId,
+                          const std::string& firstOffspring, const std::string& nextSibling,
+                          const std::string& probandStatus) {
     auto* person = new Person(source->getPedigreeId(), personId, fatherId, motherId, source->getSex());
     person->setFOID(firstOffspring);
     person->setNMSID(nextSibling);
     person->setNPSID(nextSibling);
     person->setProbandStatus(probandStatus);
     person->addPhenotypes(copyPhenotypeTree(source->getPhenotypeTree(), personId));
-    person->addMarkers(copyMarkerTree(source->getMarkerTree(), personId));
+    auto* genotypes = new RBTree<Marker>(new Marker(), personId);
+    if (const Marker* genotype = source->getMarker(markerKey)) {
+        auto* copy = new Marker(genotype->key, genotype->getAllele(0), genotype->getAllele(1), true);
+        copy->setIndex(genotype->getIndex());
+        genotypes->insert(copy);
+    }
+    person->addMarkers(genotypes);
     return person;
 }
 
-Pedigree* copyHrrFamily(const Person* child, const Person* mother, const Person* father) {
+Pedigree* copyHrrFamily(const Person* child, const Person* mother, const Person* father,
+                        const std::string& markerKey) {
     auto* family = new Pedigree(child->getPedigreeId());
-    family->addPerson(copyDerivedMember(child, "3", "1", "2", "0", "0", "0"));
-    family->addPerson(copyDerivedMember(mother, "2", "0", "0", "3", "0", "0"));
-    family->addPerson(copyDerivedMember(father, "1", "0", "0", "3", "0", "1"));
+    family->addPerson(copyDerivedMember(child, markerKey, "3", "1", "2", "0", "0", "0"));
+    family->addPerson(copyDerivedMember(mother, markerKey, "2", "0", "0", "3", "0", "0"));
+    family->addPerson(copyDerivedMember(father, markerKey, "1", "0", "0", "3", "0", "1"));
     return family;
 }
 
@@ -56,7 +64,7 @@ bool personCreateHrrPedigrees(RBTree<Pedigree>* trios, const Pedigree* pedigree,
     Person* father = nullptr;
     if (trioCandidate(pedigree, node, phenotypeName, markerKey, mother, father)) {
         // Pedigree identifiers of the input are unique and each yields at most one trio.
-        Pedigree* trio = copyHrrFamily(node, mother, father);
+        Pedigree* trio = copyHrrFamily(node, mother, father, markerKey);
         if (!trios->insert(trio)) delete trio;
         return true;
     }

@@ -44,12 +44,13 @@ const Person* firstPerson(const Pedigree* pedigree, Test found) {
 
 // The sib pair as a four-person pedigree under the person's pedigree identifier: father
 // "1", mother "2", the person "3" and its sib "4".
-Pedigree* copySibFamily(const Person* sib, const Person* person, const Person* mother, const Person* father) {
+Pedigree* copySibFamily(const Person* sib, const Person* person, const Person* mother, const Person* father,
+                        const std::string& markerKey) {
     auto* family = new Pedigree(person->getPedigreeId());
-    family->addPerson(copyDerivedMember(person, "3", "1", "2", "0", "4", "0"));
-    family->addPerson(copyDerivedMember(sib, "4", "1", "2", "0", "0", "0"));
-    family->addPerson(copyDerivedMember(mother, "2", "0", "0", "3", "0", "0"));
-    family->addPerson(copyDerivedMember(father, "1", "0", "0", "3", "0", "1"));
+    family->addPerson(copyDerivedMember(person, markerKey, "3", "1", "2", "0", "4", "0"));
+    family->addPerson(copyDerivedMember(sib, markerKey, "4", "1", "2", "0", "0", "0"));
+    family->addPerson(copyDerivedMember(mother, markerKey, "2", "0", "0", "3", "0", "0"));
+    family->addPerson(copyDerivedMember(father, markerKey, "1", "0", "0", "3", "0", "1"));
     return family;
 }
 
@@ -71,7 +72,7 @@ RBTree<Pedigree>* Pedigrees::createTdtPedigreesForMarker(const std::string& phen
                    parentsOf(pedigree, person, mother, father) && isHeterozygous(mother->getMarker(markerKey)) &&
                    isHeterozygous(father->getMarker(markerKey));
         });
-        if (child) insertOrDelete(tdtPedigrees, copyHrrFamily(child, mother, father));
+        if (child) insertOrDelete(tdtPedigrees, copyHrrFamily(child, mother, father, markerKey));
     });
     delete tdtMarkerInfo;
     tdtMarkerInfo = buildMarkerInfo(tdtPedigrees, "tdtmarkersinfo");
@@ -99,7 +100,7 @@ RBTree<Pedigree>* Pedigrees::createSibPairPedigreesForMarker(const std::string& 
             });
             return sib != nullptr;
         });
-        if (person) insertOrDelete(sibPairPedigrees, copySibFamily(sib, person, mother, father));
+        if (person) insertOrDelete(sibPairPedigrees, copySibFamily(sib, person, mother, father, markerKey));
     });
     delete sibPairMarkerInfo;
     sibPairMarkerInfo = buildMarkerInfo(sibPairPedigrees, "sibpairmarkersinfo");
