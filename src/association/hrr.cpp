@@ -10,7 +10,6 @@
 #include "association/analysis_targets.h"
 
 #include "driver/utilities.h"
-#include "input/marker_map.h"
 #include "model/pedigrees.h"
 #include "pedigree/marker_info.h"
 

@@ -12,7 +12,6 @@
 #include "association/analysis_targets.h"
 #include "association/hrr_marker.h"
 #include "driver/utilities.h"
-#include "input/marker_map.h"
 #include "model/pedigrees.h"
 #include "pedigree/marker_info.h"
 

@@ -10,7 +10,6 @@
 
 class Pedigrees;
 class Pedigree;
-class Person;
 class Marker;
 
 struct TdtAllele {
