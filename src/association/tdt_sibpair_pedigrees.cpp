@@ -58,6 +58,58 @@ void insertOrDelete(RBTree<Pedigree>* tree, Pedigree* family) {
     if (!tree->insert(family)) delete family;
 }
 
+bool typedAndAffected(const Person* person, const std::string& phenotypeName, const std::string& markerKey) {
+    return person->getMarker(markerKey) && isAffected(person, phenotypeName);
+}
+
+// The TDT rule: a typed, affected child whose two parents are typed and heterozygous forms
+// a trio.
+bool personCreateTdtPedigreesSimple(RBTree<Pedigree>* trios, const Pedigree* pedigree, const Person* person,
+                                    const std::string& phenotypeName, const std::string& markerKey) {
+    const Person* mother = nullptr;
+    const Person* father = nullptr;
+    if (!typedAndAffected(person, phenotypeName, markerKey) || !parentsOf(pedigree, person, mother, father) ||
+        !isHeterozygous(mother->getMarker(markerKey)) || !isHeterozygous(father->getMarker(markerKey)))
+        return false;
+    insertOrDelete(trios, copyHrrFamily(person, mother, father, markerKey));
+    return true;
+}
+
+// At most one trio per pedigree: the first child in identifier order that forms one.
+void pedigreeCreateTdtPedigrees(RBTree<Pedigree>* trios, const Pedigree* pedigree, const std::string& phenotypeName,
+                                const std::string& markerKey) {
+    firstPerson(pedigree, [&](const Person* person) {
+        return personCreateTdtPedigreesSimple(trios, pedigree, person, phenotypeName, markerKey);
+    });
+}
+
+// A typed, affected person with both parents in the pedigree forms a pair with the first
+// other typed, affected child of the same father and mother. Whether the parents are typed
+// does not matter; half-sibs never pair.
+bool personFindSiblingAndCreateSibPairPedigreesSimple(RBTree<Pedigree>* pairs, const Pedigree* pedigree,
+                                                      const Person* person, const std::string& phenotypeName,
+                                                      const std::string& markerKey) {
+    const Person* mother = nullptr;
+    const Person* father = nullptr;
+    if (!typedAndAffected(person, phenotypeName, markerKey) || !parentsOf(pedigree, person, mother, father))
+        return false;
+    const Person* sib = firstPerson(pedigree, [&](const Person* other) {
+        return other->getPersonId() != person->getPersonId() && other->getFatherId() == person->getFatherId() &&
+               other->getMotherId() == person->getMotherId() && typedAndAffected(other, phenotypeName, markerKey);
+    });
+    if (!sib) return false;
+    insertOrDelete(pairs, copySibFamily(sib, person, mother, father, markerKey));
+    return true;
+}
+
+// At most one sib pair per pedigree: that of the first person in identifier order with one.
+void pedigreeCreateSibPairPedigrees(RBTree<Pedigree>* pairs, const Pedigree* pedigree,
+                                    const std::string& phenotypeName, const std::string& markerKey) {
+    firstPerson(pedigree, [&](const Person* person) {
+        return personFindSiblingAndCreateSibPairPedigreesSimple(pairs, pedigree, person, phenotypeName, markerKey);
+    });
+}
+
 }  // namespace
 
 RBTree<Pedigree>* Pedigrees::createTdtPedigreesForMarker(const std::string& phenotypeName,
@@ -65,14 +117,7 @@ RBTree<Pedigree>* Pedigrees::createTdtPedigreesForMarker(const std::string& phen
     delete tdtPedigrees;
     tdtPedigrees = new RBTree<Pedigree>(new Pedigree(), "Master-TDT-TRee");
     pedigrees->forEach([&](const Pedigree* pedigree) {
-        const Person* mother = nullptr;
-        const Person* father = nullptr;
-        const Person* child = firstPerson(pedigree, [&](const Person* person) {
-            return person->getMarker(markerKey) && isAffected(person, phenotypeName) &&
-                   parentsOf(pedigree, person, mother, father) && isHeterozygous(mother->getMarker(markerKey)) &&
-                   isHeterozygous(father->getMarker(markerKey));
-        });
-        if (child) insertOrDelete(tdtPedigrees, copyHrrFamily(child, mother, father, markerKey));
+        pedigreeCreateTdtPedigrees(tdtPedigrees, pedigree, phenotypeName, markerKey);
     });
     delete tdtMarkerInfo;
     tdtMarkerInfo = buildMarkerInfo(tdtPedigrees, "tdtmarkersinfo");
@@ -83,24 +128,8 @@ RBTree<Pedigree>* Pedigrees::createSibPairPedigreesForMarker(const std::string& 
                                                              const std::string& markerKey) {
     delete sibPairPedigrees;
     sibPairPedigrees = new RBTree<Pedigree>(new Pedigree(), "Master-Sibpair-TRee");
-    auto typedAndAffected = [&](const Person* person) {
-        return person->getMarker(markerKey) && isAffected(person, phenotypeName);
-    };
     pedigrees->forEach([&](const Pedigree* pedigree) {
-        const Person* mother = nullptr;
-        const Person* father = nullptr;
-        const Person* sib = nullptr;
-        // Full sibs share both parents; whether the parents are typed does not matter.
-        const Person* person = firstPerson(pedigree, [&](const Person* candidate) {
-            if (!typedAndAffected(candidate) || !parentsOf(pedigree, candidate, mother, father)) return false;
-            sib = firstPerson(pedigree, [&](const Person* other) {
-                return other->getPersonId() != candidate->getPersonId() &&
-                       other->getFatherId() == candidate->getFatherId() &&
-                       other->getMotherId() == candidate->getMotherId() && typedAndAffected(other);
-            });
-            return sib != nullptr;
-        });
-        if (person) insertOrDelete(sibPairPedigrees, copySibFamily(sib, person, mother, father, markerKey));
+        pedigreeCreateSibPairPedigrees(sibPairPedigrees, pedigree, phenotypeName, markerKey);
     });
     delete sibPairMarkerInfo;
     sibPairMarkerInfo = buildMarkerInfo(sibPairPedigrees, "sibpairmarkersinfo");
