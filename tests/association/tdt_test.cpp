@@ -205,4 +205,21 @@ TEST(Tdt, BiallelicTransmissionsAsPlink) {
         const std::vector<std::string>& other = varkelRows[snp + " " + a2];
         EXPECT_EQ(other[3] + " " + other[4], u + " " + t);
     }
+
+    // The summary: per marker the best allele (of two equal ones the first), its T and U,
+    // its p-value, and the global test, which for two alleles is the allele test on 1 df.
+    const std::string summary = varkelDir.read("varkel_summary.out");
+    ASSERT_TRUE(contains(summary, "Transmission/disequilibrium test summary - results are p-values\n")) << summary;
+    int summaryRows = 0;
+    for (const std::string& line : lines(summary)) {
+        std::istringstream in(line);
+        std::string marker, trios, best, t, u, p, globalP, df;
+        if (!(in >> marker >> trios >> best >> t >> u >> p >> globalP >> df) || marker != "S1") continue;
+        ++summaryRows;
+        EXPECT_EQ(best + " " + t + " " + u, "1 " + varkelRows["S1 1"][3] + " " + varkelRows["S1 1"][4]) << line;
+        EXPECT_EQ(p, globalP) << line;
+        EXPECT_EQ(df, "1") << line;
+        EXPECT_NEAR(std::stod(p), std::stod(varkelRows["S1 1"][6]), 1e-6) << line;
+    }
+    EXPECT_EQ(summaryRows, 1) << summary;
 }
