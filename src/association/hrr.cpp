@@ -7,8 +7,9 @@
 #include <iomanip>
 #include <iostream>
 
+#include "association/analysis_targets.h"
+
 #include "driver/utilities.h"
-#include "input/marker_map.h"
 #include "model/pedigrees.h"
 #include "pedigree/marker_info.h"
 
@@ -47,61 +48,25 @@ bool Hrr::isSingletons(const MarkerInfo* markerInfo) {
 
 namespace {
 
-// Markers to analyse, in analysis order: the only-markers list, else the named marker, else
-// every marker of the map. A name not in the map is returned in missing.
-std::vector<Marker*> selectMarkers(Pedigrees* pedigrees, const std::string& markerName, std::string& missing) {
-    MarkerMap* map = pedigrees->getMarkerMap();
-    std::vector<Marker*> selected;
-    std::vector<std::string> names = pedigrees->getOnlyMarkers();
-    if (names.empty() && !markerName.empty()) names.push_back(markerName);
-    if (names.empty()) {
-        for (int i = 0; i < map->getMarkerCount(); ++i)
-            if (Marker* m = map->getMarker(IntToString(i))) selected.push_back(m);
-        return selected;
-    }
-    for (const std::string& name : names) {
-        Marker* m = map->getMarkerWithName(name);
-        if (!m) {
-            missing = name;
-            return {};
-        }
-        selected.push_back(m);
-    }
-    return selected;
-}
-
-void printPValue(double p) {
-    if (p < 1e-6) std::cout << std::scientific;
-    else std::cout << std::fixed;
-    std::cout << std::setprecision(6) << std::setw(15) << p;
-}
-
 void printResultRow(const std::string& markerName, const HrrMarker& marker) {
-    std::cout << std::right << std::setw(20) << markerName;
-    printPValue(marker.getAlleleRandomizedP());
-    printPValue(marker.getAlleleTheoreticalP());
-    printPValue(marker.getGenotypeRandomizedP());
-    printPValue(marker.getGenotypeTheoreticalP());
-    std::cout << std::defaultfloat << std::setprecision(6) << "\n";
+    std::cout << std::right << std::setw(20) << markerName << std::setw(15)
+              << randomizedPText(marker.getAlleleRandomizedP()) << std::setw(15)
+              << theoreticalPText(marker.getAlleleTheoreticalP()) << std::setw(15)
+              << randomizedPText(marker.getGenotypeRandomizedP()) << std::setw(15)
+              << theoreticalPText(marker.getGenotypeTheoreticalP()) << "\n";
 }
 
 }  // namespace
 
 int Hrr::run(const std::string& markerName, const std::string& phenotypeName) {
-    std::string missing;
-    const std::vector<Marker*> markers = selectMarkers(pedigrees, markerName, missing);
-    if (!missing.empty()) {
-        std::cout << "Cannot find given marker " << missing << "\n";
+    if (pedigrees->isXlinked()) {
+        std::cout << "Error: The HRR analysis needs two alleles per person; with X-linked data (--xlinked) "
+                     "hemizygous males make its transmitted and non-transmitted counts meaningless\n";
         return 0;
     }
-    std::vector<std::string> phenotypeList = pedigrees->getTraitNames();
-    if (!phenotypeName.empty()) {
-        if (!pedigrees->isTrait(phenotypeName)) {
-            std::cout << "Cannot find given phenotype " << phenotypeName << "\n";
-            return 0;
-        }
-        phenotypeList.assign(1, phenotypeName);
-    }
+    std::vector<Marker*> markers;
+    std::vector<std::string> phenotypeList;
+    if (!selectAnalysisTargets(pedigrees, markerName, phenotypeName, markers, phenotypeList)) return 0;
 
     std::cout << "\nHaplotype Relative Risk\n";
     const bool verbose = pedigrees->isVerbose();
@@ -151,11 +116,6 @@ int Hrr::run(const std::string& markerName, const std::string& phenotypeName) {
 
 namespace {
 
-// Genotype text with the numerically smaller allele first.
-std::string orderedGenotype(const std::string& a, const std::string& b) {
-    return stringToInt(a) >= stringToInt(b) ? b + "/" + a : a + "/" + b;
-}
-
 // The non-transmitted alleles when the child's allele fromMother came from the mother and
 // fromFather from the father; false when that assignment explains neither parent pairing.
 bool untransmitted(const std::string& fromMother, const std::string& fromFather, const Marker* mother,
@@ -191,14 +151,14 @@ void Hrr::pedigreeCountCaseAndControlGenotypes(Pedigree* node, const std::string
             const bool anyZero = f->getAllele(0) == "0" || f->getAllele(1) == "0" || m->getAllele(0) == "0" ||
                                  m->getAllele(1) == "0" || c0 == "0" || c1 == "0";
             if (!anyZero) {
-                currentMarker->addCaseCountForGenotype(orderedGenotype(c0, c1));
+                currentMarker->addCaseCountForGenotype(currentMarker->genotypeName(c0, c1));
                 currentMarker->addCaseAlleleCount(c0);
                 currentMarker->addCaseAlleleCount(c1);
                 // The first allele is tried as the maternal one first; when that explains
                 // nothing, the second. Unexplained transmissions add no control.
                 std::string maternal, paternal;
                 if (untransmitted(c0, c1, m, f, maternal, paternal) || untransmitted(c1, c0, m, f, maternal, paternal)) {
-                    currentMarker->addControlCountForGenotype(orderedGenotype(maternal, paternal));
+                    currentMarker->addControlCountForGenotype(currentMarker->genotypeName(maternal, paternal));
                     currentMarker->addControlAlleleCount(maternal);
                     currentMarker->addControlAlleleCount(paternal);
                 }

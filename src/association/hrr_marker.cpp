@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <map>
 #include <utility>
 
@@ -34,6 +35,39 @@ void addOne(CountMap& counts, int& total, const std::string& item) {
 }
 
 }  // namespace
+
+bool reachesObservedStatistic(double statistic, double observed) {
+    return statistic >= observed - 1e-9 * std::max(1.0, std::fabs(observed));
+}
+
+std::string randomizedPText(double p) {
+    char text[32];
+    if (p == 0.0) std::snprintf(text, sizeof text, "< %g", 1.0 / replicateCount);
+    else std::snprintf(text, sizeof text, "%.6f", p);
+    return text;
+}
+
+std::string theoreticalPText(double p) {
+    char text[32];
+    std::snprintf(text, sizeof text, p < 1e-6 ? "%.6e" : "%.6f", p);
+    return text;
+}
+
+double randomizedPBound(double p) { return p == 0.0 ? 1.0 / replicateCount : p; }
+
+int HrrMarker::getReplicateCount() { return replicateCount; }
+
+int HrrMarker::getDegreesOfFreedom(const std::string& type) const {
+    return static_cast<int>(type == "allele" ? alleleNames.size() : genotypeNames.size()) - 1;
+}
+
+std::string HrrMarker::genotypeName(const std::string& a, const std::string& b) const {
+    const auto first = std::find(alleleNames.begin(), alleleNames.end(), a);
+    const auto second = std::find(alleleNames.begin(), alleleNames.end(), b);
+    if (first == alleleNames.end() || second == alleleNames.end())
+        return stringToInt(a) >= stringToInt(b) ? b + "/" + a : a + "/" + b;
+    return first <= second ? a + "/" + b : b + "/" + a;
+}
 
 HrrMarker::HrrMarker(const std::string& key, const std::vector<Allele*>& alleles) : name(key) {
     for (size_t i = 0; i < alleles.size(); ++i) {
@@ -149,8 +183,7 @@ public:
     int* cases() { return caseCounts.data(); }
     int* controls() { return controlCounts.data(); }
 
-    // Adds the replicate to the exceed count when its statistic reaches the observed one
-    // (a statistic that is not a number never does).
+    // Adds the replicate to the exceed count when its statistic reaches the observed one.
     void judge() {
         double caseSum = 0.0;
         double controlSum = 0.0;
@@ -159,7 +192,7 @@ public:
         for (int slot : items) controlSum += controlTerms[controlCounts[slot]];
         for (int slot : items) pooledSum += pooledTerms[caseCounts[slot] + controlCounts[slot]];
         const double statistic = 2.0 * ((caseSum + controlSum) - pooledSum);
-        if (statistic >= observed) ++exceeded;
+        if (reachesObservedStatistic(statistic, observed)) ++exceeded;
     }
     int exceedCount() const { return exceeded; }
 

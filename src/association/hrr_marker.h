@@ -8,6 +8,19 @@
 
 class Allele;
 
+// A replicate statistic reaches the observed one when it is at least as large, up to the
+// rounding of sums taken in another order (a relative 1e-9): mathematically equal statistics
+// tie. A statistic that is not a number never reaches.
+bool reachesObservedStatistic(double statistic, double observed);
+
+// A randomised p-value as reports show it: 6 decimals, or, when no replicate reached the
+// observed statistic (p = 0), the bound "< 1e-05" (one over the number of replicates).
+std::string randomizedPText(double p);
+// A chi-square p-value as reports show it: 6 decimals, scientific notation below 1e-6.
+std::string theoreticalPText(double p);
+// The value a randomised p-value stands for on a -log10 scale: p = 0 as its bound.
+double randomizedPBound(double p);
+
 using CountMap = std::map<std::string, int>;
 
 class HrrMarker {
@@ -22,6 +35,10 @@ public:
     int getControlCountForGenotype(const std::string& g);
     int getCaseAlleleCount(const std::string& a);
     int getControlAlleleCount(const std::string& a);
+    // The catalogue's name of the genotype of two alleles, in either order: the alleles in
+    // catalogue order ("A/B", "10/2" when letters make the order textual). Alleles outside the
+    // catalogue are put in numeric order.
+    std::string genotypeName(const std::string& a, const std::string& b) const;
     std::vector<std::string> getGenotypeNames() const { return genotypeNames; }
     std::vector<std::string> getAlleleNames() const { return alleleNames; }
     const std::string& getName() const { return name; }
@@ -34,6 +51,9 @@ public:
     std::vector<double> getProbabilityDistribution() const;
 
     void Randomize();
+    static int getReplicateCount();
+    // Degrees of freedom of the "allele" or "genotype" test: items of the catalogue - 1.
+    int getDegreesOfFreedom(const std::string& type) const;
     void setQuiet(bool q) { quiet = q; }
 
     const CountMap& getCaseGenotypeCounts() const { return caseGenotypeCounts; }

@@ -5,34 +5,40 @@
 
 #include <string>
 
+#include "association/derived_families.h"
 #include "model/pedigrees.h"
 #include "pedigree/marker_info.h"
 
-namespace {
-
-// A new person of a trio with deep copies of the source person's records.
-Person* copyTrioMember(const Person* source, const std::string& personId, const std::string& fatherId,
-                       const std::string& motherId, const std::string& firstOffspring,
-                       const std::string& probandStatus) {
+Person* copyDerivedMember(const Person* source, const std::string& markerKey, const std::string& personId,
+                          const std::string& fatherId, const std::string& motherId,
+                          const std::string& firstOffspring, const std::string& nextSibling,
+                          const std::string& probandStatus) {
     auto* person = new Person(source->getPedigreeId(), personId, fatherId, motherId, source->getSex());
     person->setFOID(firstOffspring);
-    person->setNMSID("0");
-    person->setNPSID("0");
+    person->setNMSID(nextSibling);
+    person->setNPSID(nextSibling);
     person->setProbandStatus(probandStatus);
     person->addPhenotypes(copyPhenotypeTree(source->getPhenotypeTree(), personId));
-    person->addMarkers(copyMarkerTree(source->getMarkerTree(), personId));
+    auto* genotypes = new RBTree<Marker>(new Marker(), personId);
+    if (const Marker* genotype = source->getMarker(markerKey)) {
+        auto* copy = new Marker(genotype->key, genotype->getAllele(0), genotype->getAllele(1), true);
+        copy->setIndex(genotype->getIndex());
+        genotypes->insert(copy);
+    }
+    person->addMarkers(genotypes);
     return person;
 }
 
-// The trio as a three-person pedigree: father "1", mother "2", child "3".
-void copyHrrFamily(RBTree<Pedigree>* trios, const Person* child, const Person* mother, const Person* father) {
+Pedigree* copyHrrFamily(const Person* child, const Person* mother, const Person* father,
+                        const std::string& markerKey) {
     auto* family = new Pedigree(child->getPedigreeId());
-    family->addPerson(copyTrioMember(child, "3", "1", "2", "0", "0"));
-    family->addPerson(copyTrioMember(mother, "2", "0", "0", "3", "0"));
-    family->addPerson(copyTrioMember(father, "1", "0", "0", "3", "1"));
-    // Pedigree identifiers of the input are unique and each yields at most one trio.
-    if (!trios->insert(family)) delete family;
+    family->addPerson(copyDerivedMember(child, markerKey, "3", "1", "2", "0", "0", "0"));
+    family->addPerson(copyDerivedMember(mother, markerKey, "2", "0", "0", "3", "0", "0"));
+    family->addPerson(copyDerivedMember(father, markerKey, "1", "0", "0", "3", "0", "1"));
+    return family;
 }
+
+namespace {
 
 // The trio rules. A candidate must be typed and affected, with both parents persons of its
 // pedigree; then rule One (both parents typed), Two (one typed) or Three (neither typed)
@@ -57,7 +63,9 @@ bool personCreateHrrPedigrees(RBTree<Pedigree>* trios, const Pedigree* pedigree,
     Person* mother = nullptr;
     Person* father = nullptr;
     if (trioCandidate(pedigree, node, phenotypeName, markerKey, mother, father)) {
-        copyHrrFamily(trios, node, mother, father);
+        // Pedigree identifiers of the input are unique and each yields at most one trio.
+        Pedigree* trio = copyHrrFamily(node, mother, father, markerKey);
+        if (!trios->insert(trio)) delete trio;
         return true;
     }
     return personCreateHrrPedigrees(trios, pedigree, node->right, phenotypeName, markerKey);

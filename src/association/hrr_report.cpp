@@ -12,19 +12,22 @@
 #include "input/marker_map.h"
 #include "model/file.h"
 #include "model/pedigrees.h"
+#include "model/tidy_table.h"
 #include "plot/postscript.h"
 
 namespace {
 
-// Plotted values of one p-value per marker; a p-value of exactly 0 is plotted as 0.
+// Plotted values of one p-value per marker. A randomised p-value of 0 is drawn at its bound,
+// one over the number of replicates; a theoretical one of exactly 0 is plotted as 0.
 struct Curve {
     const char* name;
     double (HrrMarker::*pValue)() const;
+    bool randomized;
     std::map<std::string, double> values;
     double maximum = 0.0;
 
     void add(const std::string& marker, const HrrMarker& result) {
-        const double p = (result.*pValue)();
+        const double p = randomized ? randomizedPBound((result.*pValue)()) : (result.*pValue)();
         // 0 - log10(1) is +0, so a p-value of 1 is not labelled "-0".
         const double value = p == 0.0 ? 0.0 : 0.0 - std::log10(p);
         values[marker] = value;
@@ -94,8 +97,32 @@ void writeMarkerCounts(std::ostream& out, const std::string& markerName, HrrMark
     }
     out << "\nGenotype-Based LRT  " << std::setw(13) << ": " << std::fixed << std::setprecision(6)
         << marker.getLRT("genotype") << "\n";
-    out << "Allele-Based LRT    " << std::setw(13) << ": " << marker.getLRT("allele") << "\n\n";
+    out << "Allele-Based LRT    " << std::setw(13) << ": " << marker.getLRT("allele") << "\n";
     out << std::defaultfloat;
+    out << std::setw(20) << "" << std::setw(6) << "df" << std::setw(15) << "theoretical" << std::setw(15)
+        << "randomized" << "\n";
+    out << std::left << std::setw(20) << "Genotype-Based p" << std::right << std::setw(6)
+        << marker.getDegreesOfFreedom("genotype") << std::setw(15) << theoreticalPText(marker.getGenotypeTheoreticalP())
+        << std::setw(15) << randomizedPText(marker.getGenotypeRandomizedP()) << "\n";
+    out << std::left << std::setw(20) << "Allele-Based p" << std::right << std::setw(6)
+        << marker.getDegreesOfFreedom("allele") << std::setw(15) << theoreticalPText(marker.getAlleleTheoreticalP())
+        << std::setw(15) << randomizedPText(marker.getAlleleRandomizedP()) << "\n";
+    out << "\n";
+}
+
+// One row per test of a marker: the same numbers as the report.
+void addTidyRows(TidyTable& table, const std::string& phenotype, const std::string& markerName,
+                 const HrrMarker& marker) {
+    const std::string replicates = TidyTable::number(static_cast<long>(HrrMarker::getReplicateCount()));
+    auto randomized = [](double p) { return p == 0.0 ? randomizedPText(p) : TidyTable::number(p); };
+    table.addRow({phenotype, markerName, "genotype", TidyTable::number(marker.getLRT("genotype")),
+                  TidyTable::number(static_cast<long>(marker.getDegreesOfFreedom("genotype"))),
+                  TidyTable::number(marker.getGenotypeTheoreticalP()), randomized(marker.getGenotypeRandomizedP()),
+                  replicates});
+    table.addRow({phenotype, markerName, "allele", TidyTable::number(marker.getLRT("allele")),
+                  TidyTable::number(static_cast<long>(marker.getDegreesOfFreedom("allele"))),
+                  TidyTable::number(marker.getAlleleTheoreticalP()), randomized(marker.getAlleleRandomizedP()),
+                  replicates});
 }
 
 }  // namespace
@@ -111,7 +138,10 @@ int Hrr::writeGenotypeAndAlleleCounts(const std::string& fileStem) {
     out << welcome() << pedigrees->getCommonHeader() << "HRR Pedigree statistics\n"
         << std::string(24, '=') << "\n"
         << "  # pedigrees          : " << pedigrees->getHrrPedigreeCount() << "\n"
-        << "  # persons            : " << pedigrees->getHrrPersonCount() << "\n\n";
+        << "  # persons            : " << pedigrees->getHrrPersonCount() << "\n\n"
+        << "Randomized p-values from " << HrrMarker::getReplicateCount()
+        << " replicates; \"" << randomizedPText(0.0) << "\": no replicate reached the observed statistic\n\n";
+    TidyTable table({"phenotype", "marker", "test", "statistic", "df", "p_theoretical", "p_randomised", "replicates"});
 
     PageTexts texts;
     texts.title = "Hrr Analysis       (" + current_time_and_date() + ")";
@@ -123,16 +153,17 @@ int Hrr::writeGenotypeAndAlleleCounts(const std::string& fileStem) {
     PostScript document;
     for (const std::string& phenotypeName : phenotypeNames) {
         out << "Phenotype : " << phenotypeName << "\n";
-        Curve curves[] = {{"Allele rand", &HrrMarker::getAlleleRandomizedP, {}, 0.0},
-                          {"Allele theo", &HrrMarker::getAlleleTheoreticalP, {}, 0.0},
-                          {"Genotype rand", &HrrMarker::getGenotypeRandomizedP, {}, 0.0},
-                          {"Genotype theo", &HrrMarker::getGenotypeTheoreticalP, {}, 0.0}};
+        Curve curves[] = {{"Allele rand", &HrrMarker::getAlleleRandomizedP, true, {}, 0.0},
+                          {"Allele theo", &HrrMarker::getAlleleTheoreticalP, false, {}, 0.0},
+                          {"Genotype rand", &HrrMarker::getGenotypeRandomizedP, true, {}, 0.0},
+                          {"Genotype theo", &HrrMarker::getGenotypeTheoreticalP, false, {}, 0.0}};
         std::vector<std::string> markerNames;
         const HrrPhenotype* phenotype = getHrrPhenotype(phenotypeName);
         for (const std::string& key : phenotype->getHrrMarkerNames()) {
             const std::string name = map->getMarkerName(key);
             HrrMarker* marker = phenotype->getHrrMarker(key);
             writeMarkerCounts(out, name, *marker);
+            addTidyRows(table, phenotypeName, name, *marker);
             markerNames.push_back(name);
             for (Curve& curve : curves) curve.add(name, *marker);
         }
@@ -149,5 +180,10 @@ int Hrr::writeGenotypeAndAlleleCounts(const std::string& fileStem) {
     report.addAllLinesFromOStringStream();
     report.closeFile("write");
     std::cout << "\n";
+    std::string error;
+    if (!table.write(fileStem + ".tsv", &error)) {
+        std::cout << error << "\n";
+        return 0;
+    }
     return 1;
 }

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "association/hrr.h"
+#include "association/tdt.h"
 #include "driver/varkel.h"
 #include "input/marker_map.h"
 #include "linkage/linkmap.h"
@@ -113,6 +114,29 @@ void writeMultipointSummary(std::ostream& out, const Linkmap& multipoint) {
     }
 }
 
+// Per phenotype and marker: the allele with the smallest TDT p-value and the global p-value.
+void writeTdtSummary(std::ostream& out, const Tdt& tdt, MarkerMap& map) {
+    auto pText = [](double p) { return std::isnan(p) ? std::string("NA") : theoreticalPText(p); };
+    out << "\n\n" << "Transmission/disequilibrium test summary - results are p-values" << "\n";
+    for (const std::string& phenotype : tdt.getPhenotypeNames()) {
+        out << "Phenotype: " << phenotype << "\n";
+        out << std::setw(20) << "Marker" << std::setw(8) << "Trios" << std::setw(15) << "Best allele" << std::setw(8)
+            << "T" << std::setw(8) << "U" << std::setw(15) << "p" << std::setw(15) << "Global p" << std::setw(6)
+            << "df" << "\n";
+        for (const TdtMarker& marker : tdt.getMarkers(phenotype)) {
+            const TdtAllele* best = marker.getBestAllele();
+            out << std::setw(20) << map.getMarkerName(marker.getKey()) << std::setw(8) << marker.getTrioCount();
+            if (best)
+                out << std::setw(15) << best->name << std::setw(8) << best->transmitted << std::setw(8)
+                    << best->untransmitted << std::setw(15) << pText(best->pValue());
+            else
+                out << std::setw(15) << "-" << std::setw(8) << "" << std::setw(8) << "" << std::setw(15) << "NA";
+            out << std::setw(15) << pText(marker.getGlobalPValue()) << std::setw(6)
+                << marker.getGlobalDegreesOfFreedom() << "\n";
+        }
+    }
+}
+
 }  // namespace
 
 void Varkel::writeSummaryFile(const std::string& base) {
@@ -176,12 +200,15 @@ void Varkel::writeSummaryFile(const std::string& base) {
                 const HrrMarker* marker = phenotype->getHrrMarker(key);
                 if (!marker) continue;
                 out << std::setw(20) << (map ? map->getMarkerName(key) : key) << std::setw(15)
-                    << marker->getAlleleRandomizedP() << std::setw(15) << marker->getAlleleTheoreticalP()
-                    << std::setw(15) << marker->getGenotypeRandomizedP() << std::setw(15)
+                    << randomizedPText(marker->getAlleleRandomizedP()) << std::setw(15)
+                    << marker->getAlleleTheoreticalP() << std::setw(15)
+                    << randomizedPText(marker->getGenotypeRandomizedP()) << std::setw(15)
                     << marker->getGenotypeTheoreticalP() << "\n";
             }
         }
     }
+
+    if (tdt) writeTdtSummary(out, *tdt, *pedigrees->getMarkerMap());
 
     file.addAllLinesFromOStringStream();
     file.closeFile("write");

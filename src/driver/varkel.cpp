@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "association/hrr.h"
+#include "association/tdt.h"
 #include "driver/utilities.h"
 #include "engine/fastlink_runner.h"
 #include "engine/run_directory.h"
@@ -67,6 +68,7 @@ Varkel::~Varkel() {
     delete singlepoint;
     delete nuclear;
     delete hrr;
+    delete tdt;
     delete multipoint;
 }
 
@@ -118,6 +120,8 @@ int Varkel::parse(int argc, char** argv) {
         cmd.add(hlod);
         TCLAP::SwitchArg hrrrand("", "hrrrand", "HRR analysis", false);
         cmd.add(hrrrand);
+        TCLAP::SwitchArg tdtSwitch("", "tdt", "Transmission/disequilibrium test", false);
+        cmd.add(tdtSwitch);
         TCLAP::SwitchArg sibpair("", "sibpair", "Sib pair linkage analysis", false);
         cmd.add(sibpair);
         TCLAP::SwitchArg nuclearSwitch("", "nuclear", "Component nuclear pedigree parametric linkage analysis",
@@ -183,6 +187,7 @@ int Varkel::parse(int argc, char** argv) {
         s.liabilityColumn = liab.getValue();
         s.affectionColumn = true;
         s.hrrAnalysis = hrrrand.getValue();
+        s.tdtAnalysis = tdtSwitch.getValue();
         s.sibPairAnalysis = sibpair.getValue();
         s.singlepointAnalysis = singlepointSwitch.getValue();
         s.multipointAnalysis = multipoint.getValue();
@@ -274,8 +279,7 @@ bool Varkel::readInputFiles() {
         if (!converted) return false;
     }
 
-    if (s.statistics) std::cout << "Warning: Statistics reports are not available in this version; skipping them"
-                                << std::endl;
+    if (s.statistics) pedigrees->writeStatistics();
     if (s.phenotypeFileGiven && !s.phenotypeFileName.empty() &&
         !pedigrees->readPhenotypeFile(s.phenotypeFileName))
         return false;
@@ -315,6 +319,10 @@ bool Varkel::run() {
         hrr = new Hrr(pedigrees);
         hrr->setQuiet(s.quiet);
         if (!keepIfRan(hrr, hrr->run(s.markerName, s.phenotypeName))) return false;
+    }
+    if (s.tdtAnalysis) {
+        tdt = new Tdt(pedigrees);
+        if (!keepIfRan(tdt, tdt->run(s.markerName, s.phenotypeName))) return false;
     }
 
     if (s.singlepointAnalysis) {
@@ -380,11 +388,13 @@ static bool writeScanFigureFile(const std::string& fileName, const MLink* single
 
 bool Varkel::writeResults() {
     const Settings& s = settings;
-    if (!s.hrrAnalysis && !s.sibPairAnalysis && !s.singlepointAnalysis && !s.multipointAnalysis) return false;
+    if (!s.hrrAnalysis && !s.tdtAnalysis && !s.sibPairAnalysis && !s.singlepointAnalysis && !s.multipointAnalysis)
+        return false;
 
     std::vector<std::string> plots;
     if (hrr && !hrr->writeGenotypeAndAlleleCounts(s.outputPrefix + "_hrr")) return false;
     if (hrr) plots.push_back(s.outputPrefix + "_hrr.ps");
+    if (tdt && !tdt->writeReport(s.outputPrefix + "_tdt")) return false;
     if (singlepoint && !writeSinglepointReports(singlepoint, s.outputPrefix + "_singlepoint", s, plots)) return false;
     if (s.nuclearAnalysis && nuclear &&
         !writeSinglepointReports(nuclear, s.outputPrefix + "_singlepoint_nuc", s, plots))
@@ -412,7 +422,7 @@ bool Varkel::writeResults() {
     }
     if (s.pdfPlots) convertPlotsToPdf(plots, s.verbose);
 
-    if (singlepoint || nuclear || hrr || (multipoint && multipoint->hasResults()))
+    if (singlepoint || nuclear || hrr || tdt || (multipoint && multipoint->hasResults()))
         writeSummaryFile(s.outputPrefix + "_summary");
     return true;
 }

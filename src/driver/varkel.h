@@ -7,6 +7,7 @@
 class Pedigrees;
 class MLink;
 class Hrr;
+class Tdt;
 class Linkmap;
 
 struct Settings {
@@ -25,6 +26,7 @@ struct Settings {
     bool liabilityColumn = false;
     bool affectionColumn = true;
     bool hrrAnalysis = false;
+    bool tdtAnalysis = false;
     bool sibPairAnalysis = false;
     bool singlepointAnalysis = false;
     bool multipointAnalysis = false;
@@ -78,6 +80,7 @@ private:
     MLink* singlepoint = nullptr;
     MLink* nuclear = nullptr;
     Hrr* hrr = nullptr;
+    Tdt* tdt = nullptr;
     Linkmap* multipoint = nullptr;
 };
 

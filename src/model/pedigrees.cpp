@@ -27,6 +27,10 @@ Pedigrees::~Pedigrees() {
     release(markerInfo);
     release(hrrMarkerInfo);
     release(hrrPedigrees);
+    release(tdtPedigrees);
+    release(tdtMarkerInfo);
+    release(sibPairPedigrees);
+    release(sibPairMarkerInfo);
     release(nuclearPedigrees);
     release(checkedPersons);
     release(model);
@@ -65,6 +69,14 @@ int Pedigrees::getNuclearPersonCount() const { return countPersons(nuclearPedigr
 int Pedigrees::getHrrPedigreeCount() const { return hrrPedigrees ? hrrPedigrees->getCount() : 0; }
 
 int Pedigrees::getHrrPersonCount() const { return countPersons(hrrPedigrees); }
+
+int Pedigrees::getTdtPedigreeCount() const { return tdtPedigrees ? tdtPedigrees->getCount() : 0; }
+
+int Pedigrees::getTdtPersonCount() const { return countPersons(tdtPedigrees); }
+
+int Pedigrees::getSibPairPedigreeCount() const { return sibPairPedigrees ? sibPairPedigrees->getCount() : 0; }
+
+int Pedigrees::getSibPairPersonCount() const { return countPersons(sibPairPedigrees); }
 
 bool Pedigrees::isPhenotypeRead(const std::string& name) const {
     return std::find(phenotypeNames.begin(), phenotypeNames.end(), name) != phenotypeNames.end();

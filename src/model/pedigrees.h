@@ -10,6 +10,8 @@
 //   pedigree/allele_catalogue.cpp, allele_collapsing.cpp, structure_check.cpp,
 //   pedigree/mendelian_check.cpp, nuclear_pedigrees.cpp, linkage_files.cpp, report_header.cpp
 //   association/hrr_pedigrees.cpp  trio extraction and singleton tallies
+//   association/tdt_sibpair_pedigrees.cpp  TDT trios, affected sib pairs, their statistics files
+//   pedigree/statistics_reports.cpp   statistics files about the input
 
 #include <map>
 #include <set>
@@ -82,6 +84,8 @@ public:
     LinkageLocusFile* getLinkageLocusFile() const { return linkageLocusFile; }
     RBTree<MarkerInfo>* getMarkerInfo() const { return markerInfo; }
     RBTree<MarkerInfo>* getHrrMarkerInfo() const { return hrrMarkerInfo; }
+    RBTree<MarkerInfo>* getTdtMarkerInfo() const { return tdtMarkerInfo; }
+    RBTree<MarkerInfo>* getSibPairMarkerInfo() const { return sibPairMarkerInfo; }
     int getMarkerCount() const { return markerCount; }
     int getPedigreeCount() const;
     int getPedigreePersonCount() const;
@@ -90,6 +94,10 @@ public:
     int getNuclearPersonCount() const;
     int getHrrPedigreeCount() const;
     int getHrrPersonCount() const;
+    int getTdtPedigreeCount() const;
+    int getTdtPersonCount() const;
+    int getSibPairPedigreeCount() const;
+    int getSibPairPersonCount() const;
     std::vector<std::string> getPhenotypeNames() const { return phenotypeNames; }
     bool isPhenotypeRead(const std::string& name) const;
     // The phenotypes that are traits to analyse: all but the liability class, a covariate.
@@ -158,10 +166,22 @@ public:
     bool writePedigreeFile(const std::string& fileName, const FastlinkPedigreeFile& content) const;
     bool makeLinkageLocusFile();
     std::string getCommonHeader() const;
+    // Writes the statistics files (output prefix + "_" + fixed names): allele frequencies of
+    // the input and of its HRR, TDT and sib-pair sets, pedigree and marker statistics,
+    // genotype tables, and the sizes of the derived sets per marker.
+    void writeStatistics();
+    // The fraction of persons typed at a marker.
+    double getPercentGenotyped(const std::string& markerIndex) const;
 
     // ---- association trios (association/) ----
     RBTree<Pedigree>* createHrrPedigreesForMarker(const std::string& phenotypeName,
                                                   const std::string& markerKey);
+    // Per input pedigree at most one trio whose affected, typed child has two typed,
+    // heterozygous parents; the set has its own allele catalogue.
+    RBTree<Pedigree>* createTdtPedigreesForMarker(const std::string& phenotypeName, const std::string& markerKey);
+    // Per input pedigree at most one pair of affected, typed full sibs with their parents.
+    RBTree<Pedigree>* createSibPairPedigreesForMarker(const std::string& phenotypeName,
+                                                      const std::string& markerKey);
 
 private:
     // owned objects
@@ -174,6 +194,10 @@ private:
     RBTree<Person>* checkedPersons = nullptr;
     RBTree<Pedigree>* nuclearPedigrees = nullptr;
     RBTree<Pedigree>* hrrPedigrees = nullptr;
+    RBTree<Pedigree>* tdtPedigrees = nullptr;
+    RBTree<MarkerInfo>* tdtMarkerInfo = nullptr;
+    RBTree<Pedigree>* sibPairPedigrees = nullptr;
+    RBTree<MarkerInfo>* sibPairMarkerInfo = nullptr;
 
     // settings
     bool postMakeped = false;
@@ -215,6 +239,19 @@ private:
 
     // ---- trio extraction state (association/hrr_pedigrees.cpp) ----
     bool trioFound = false;
+
+    // ---- statistics files (pedigree/statistics_reports.cpp, association/tdt_sibpair_pedigrees.cpp) ----
+    // Frequency sections of the HRR, TDT and sib-pair sets of every marker, and their sizes.
+    struct DerivedSetStatistics {
+        std::string hrrSections, tdtSections, sibPairSections;
+        std::vector<std::vector<int>> pedigreeCounts;  // per marker: HRR, TDT, sib pairs
+    };
+    DerivedSetStatistics collectDerivedSetStatistics();
+    void writeFrequenciesFile(const std::string& fileName) const;
+    void writeDerivedFrequenciesFile(const std::string& fileName, const std::string& sections) const;
+    void writePedigreeStatistics(const std::string& fileName) const;
+    void writeGenotypeStatistics(const std::string& fileName);
+    void writeNumberOfHrrTdtSibpairPeds(const std::string& fileName, const DerivedSetStatistics& statistics) const;
 
     friend class PedigreesTestAccess;
 };

@@ -1,45 +1,19 @@
 // The association analysis: trio extraction, histogram paging, and seeded runs of the program.
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 
 #include "association/hrr.h"
 #include "model/pedigrees.h"
 #include "pedigree/marker_info.h"
+#include "association/trio_files.h"
 #include "support/test_support.h"
 
 using namespace testing_support;
+using namespace trio_files;
 
 namespace {
-
-// One post-MAKEPED line: pointer columns 0, proband 0, affection status, then the genotypes
-// ("1 2" per marker; "0 0" for untyped).
-std::string person(const std::string& pedigree, const std::string& id, const std::string& father,
-                   const std::string& mother, const std::string& sex, const std::string& affection,
-                   const std::vector<std::string>& genotypes) {
-    std::string line = pedigree + " " + id + " " + father + " " + mother + " 0 0 0 " + sex + " 0 " + affection;
-    for (const std::string& g : genotypes) line += " " + g;
-    return line + "\n";
-}
-
-std::string mapFile(const std::vector<std::string>& names) {
-    std::string text = "CHR HALDANE NAME\n";
-    for (size_t i = 0; i < names.size(); ++i) text += "1 " + std::to_string(10.0 * i) + " " + names[i] + "\n";
-    return text;
-}
-
-// Reads the map and the pedigree file into the collection; true when both were read.
-bool load(Pedigrees& pedigrees, const ScratchDir& dir, const std::string& map, const std::string& pedigree) {
-    dir.write("hrr.map", map);
-    dir.write("hrr.ped", pedigree);
-    InDirectory here(dir.path());
-    pedigrees.setPostMakeped(true);
-    pedigrees.setAffectionColumn(true);
-    pedigrees.setMapFileName("hrr.map");
-    int read = 0;
-    captureOutput([&] { read = pedigrees.readMapFile("hrr.map") && pedigrees.readPedigreeFile("hrr.ped"); });
-    return read != 0;
-}
 
 // The genotype of a trio member ("1" father, "2" mother, "3" child).
 std::string genotypeOf(const Pedigree* trio, const std::string& member) {
@@ -236,4 +210,100 @@ TEST(HrrProgram, SeededRunCountsTransmissionsByHandAndIsReproducible) {
     const std::string otherRow = rowOf(other.output, "M1");
     ASSERT_EQ(otherRow.size(), 80u);
     EXPECT_NE(otherRow.substr(20, 15) + otherRow.substr(50, 15), m1Row.substr(20, 15) + m1Row.substr(50, 15));
+}
+
+TEST(HrrTrios, LetterCodedGenotypesCountUnderTheCatalogueNames) {
+    // Father, mother, child of nine trios at an A/B/C marker, the child's alleles in either
+    // order. By hand (the maternal allele first where the child's order leaves it open):
+    //   1 AB AC AB: case A/B, control C+A   2 AC BC BC: B/C, C+A   3 AA AB AA: A/A, B+A
+    //   4 BC AB AC: A/C, B+B   5 CC AC AC: A/C, C+C   6 AB AB BA: A/B, A+B
+    //   7 AC BB BA: A/B, B+C   8 BC AC CB: B/C, A+C   9 AB CC CA: A/C, C+B
+    const std::vector<std::vector<std::string>> trios = {
+        {"A B", "A C", "A B"}, {"A C", "B C", "B C"}, {"A A", "A B", "A A"}, {"B C", "A B", "A C"},
+        {"C C", "A C", "A C"}, {"A B", "A B", "B A"}, {"A C", "B B", "B A"}, {"B C", "A C", "C B"},
+        {"A B", "C C", "C A"}};
+    std::string p;
+    for (size_t t = 0; t < trios.size(); ++t) {
+        const std::string id = std::to_string(t + 1);
+        p += person(id, "1", "0", "0", "1", "1", {trios[t][0]}) + person(id, "2", "0", "0", "2", "1", {trios[t][1]}) +
+             person(id, "3", "1", "2", "1", "2", {trios[t][2]});
+    }
+    ScratchDir dir;
+    Pedigrees pedigrees;
+    ASSERT_TRUE(load(pedigrees, dir, mapFile({"ABC"}), p));
+    Hrr hrr(&pedigrees);
+    hrr.setQuiet(true);
+    int result = 0;
+    captureOutput([&] { result = hrr.run("", "") && hrr.writeGenotypeAndAlleleCounts(dir.file("abc_hrr")); });
+    ASSERT_EQ(result, 1);
+
+    // Cases A/A 1, A/B 3, A/C 3, B/C 2 (all nine); controls A/B 2, A/C 3, B/B 1, B/C 2, C/C 1.
+    const std::string report = dir.read("abc_hrr.out");
+    EXPECT_TRUE(contains(report, heading("Genotype") + row("A/A", 1, 0) + row("A/B", 3, 2) + row("A/C", 3, 3) +
+                                     row("B/B", 0, 1) + row("B/C", 2, 2) + row("C/C", 0, 1) + "\n" +
+                                     heading("Allele") + row("A", 8, 5) + row("B", 5, 6) + row("C", 5, 7)))
+        << report;
+    // LRT = 2 (H0 - H1) with cases 1 3 3 0 2 0 of 9, controls 0 2 3 1 2 1 of 9, pooled
+    // 1 5 6 1 4 1 of 18; alleles: cases 8 5 5, controls 5 6 7 of 18, pooled 13 11 12 of 36.
+    auto nLogN = [](double n, double total) { return n * std::log(n / total); };
+    const double genotypeLrt =
+        2 * (nLogN(1, 9) + 2 * nLogN(3, 9) + nLogN(2, 9) + 2 * nLogN(2, 9) + nLogN(3, 9) + 2 * nLogN(1, 9) -
+             3 * nLogN(1, 18) - nLogN(5, 18) - nLogN(6, 18) - nLogN(4, 18));
+    const double alleleLrt = 2 * (nLogN(8, 18) + 2 * nLogN(5, 18) + nLogN(5, 18) + nLogN(6, 18) + nLogN(7, 18) -
+                                  nLogN(13, 36) - nLogN(11, 36) - nLogN(12, 36));
+    const HrrMarker* marker = hrr.getHrrPhenotype("DISEASE_LOCUS")->getHrrMarker("0");
+    ASSERT_NE(marker, nullptr);
+    EXPECT_NEAR(marker->getLRT("genotype"), genotypeLrt, 1e-12);
+    EXPECT_NEAR(marker->getLRT("allele"), alleleLrt, 1e-12);
+    EXPECT_NEAR(genotypeLrt, 4.360238, 1e-6);
+    // 5 and 2 degrees of freedom; 2 df: exp(-x / 2).
+    EXPECT_EQ(marker->getDegreesOfFreedom("genotype"), 5);
+    EXPECT_NEAR(marker->getAlleleTheoreticalP(), std::exp(-alleleLrt / 2), 1e-12);
+
+    // The tidy table holds the same numbers, one row per test.
+    const std::vector<std::string> table = lines(dir.read("abc_hrr.tsv"));
+    ASSERT_EQ(table.size(), 3u);
+    EXPECT_EQ(table[0], "phenotype\tmarker\ttest\tstatistic\tdf\tp_theoretical\tp_randomised\treplicates");
+    EXPECT_EQ(table[1].rfind("DISEASE_LOCUS\tABC\tgenotype\t4.36023821", 0), 0u) << table[1];
+    EXPECT_TRUE(contains(table[2], "\tallele\t1.124515867\t2\t")) << table[2];
+
+    // Hemizygous males leave no diploid counts: on X-linked data the analysis refuses to run.
+    pedigrees.setXlinked(true);
+    Hrr xlinked(&pedigrees);
+    const std::string output = captureOutput([&] { result = xlinked.run("", ""); });
+    EXPECT_EQ(result, 0);
+    EXPECT_TRUE(contains(output, "X-linked")) << output;
+}
+
+TEST(HrrProgram, NoReplicateReachingTheStatisticIsReportedAtItsBound) {
+    // Thirty trios: father 1 2, mother 2 2, child 1 2, so every case is 1/2 and every control
+    // 2/2; a replicate reaches that only with probability 2 / 4^30.
+    std::string p;
+    for (int t = 1; t <= 30; ++t) {
+        const std::string id = std::to_string(t);
+        p += person(id, "1", "0", "0", "1", "1", {"1 2"}) + person(id, "2", "0", "0", "2", "1", {"2 2"}) +
+             person(id, "3", "1", "2", "1", "2", {"2 1"});
+    }
+    ScratchDir dir;
+    dir.write("bound.ped", p);
+    dir.write("bound.map", mapFile({"M1"}));
+    dir.write("bound.model", "0 0.01 1\n0.01 0.9 0.9\n");
+    const RunResult run = runProgram("varkel", {"--post", "--ped", "bound.ped", "--map", "bound.map", "--model",
+                                                "bound.model", "--hrrrand", "--quiet", "--seed", "3"},
+                                     dir.path());
+    ASSERT_EQ(run.status, 0) << run.output;
+    // Console, report, summary and tidy table all give the bound 1 / 100000.
+    EXPECT_EQ(rowOf(run.output, "M1").substr(20, 15), spaces(8) + "< 1e-05");
+    EXPECT_TRUE(contains(dir.read("varkel_hrr.out"), "Genotype-Based p         2   8.673617e-19        < 1e-05\n"))
+        << dir.read("varkel_hrr.out");
+    EXPECT_EQ(rowOf(dir.read("varkel_summary.out"), "M1").substr(20, 15), spaces(8) + "< 1e-05");
+    EXPECT_TRUE(contains(dir.read("varkel_hrr.tsv"), "\t< 1e-05\t100000\n"));
+    // The bar of a randomised p-value sits at -log10(1e-05) = 5, not at 0.
+    EXPECT_TRUE(contains(dir.read("varkel_hrr.ps"), "moveto (5)show")) << dir.read("varkel_hrr.ps");
+
+    const RunResult xlinked = runProgram("varkel", {"--post", "--ped", "bound.ped", "--map", "bound.map", "--model",
+                                                    "bound.model", "--hrrrand", "--xlinked"},
+                                         dir.path());
+    EXPECT_EQ(xlinked.status, 255);
+    EXPECT_TRUE(contains(xlinked.output, "Error: The HRR analysis needs two alleles per person")) << xlinked.output;
 }

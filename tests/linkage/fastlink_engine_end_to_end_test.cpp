@@ -49,7 +49,7 @@ void expectNoFastlinkOutput(const RunResult& run) {
 // The text of a run without its date lines and with its output prefix replaced by "P".
 std::string undated(const std::string& text, const std::string& prefix) {
     const std::string withoutDates =
-        std::regex_replace(text, std::regex("[^\n]*[0-9][0-9]:[0-9][0-9]:[0-9][0-9][^\n]*\n"), "");
+        std::regex_replace(text, std::regex("[^\n]*([0-9][0-9]:[0-9][0-9]:[0-9][0-9]|Elapsed time:)[^\n]*\n"), "");
     return std::regex_replace(withoutDates, std::regex("prefix: " + prefix + "|" + prefix + "_"), "P");
 }
 
