@@ -1,5 +1,7 @@
 #include "model/tidy_table.h"
 
+#include <sys/stat.h>
+
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
@@ -50,7 +52,9 @@ bool TidyTable::write(const std::string& fileName, std::string* error) const {
         writeErrno = errno;
     }
     if (!written) {
-        std::remove(fileName.c_str());
+        // Only a regular file is removed: a device standing in the file's place is left alone.
+        struct stat status;
+        if (stat(fileName.c_str(), &status) == 0 && S_ISREG(status.st_mode)) std::remove(fileName.c_str());
         *error = "Error: Unable to write " + fileName + ": " + std::strerror(writeErrno);
     }
     return written;

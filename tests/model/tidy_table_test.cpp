@@ -1,6 +1,7 @@
 #include "model/tidy_table.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <cmath>
 #include <limits>
@@ -29,4 +30,16 @@ TEST(TidyTable, WritesHeaderAndRowsTabSeparatedAndRefusesRowsOfTheWrongWidth) {
 
     EXPECT_FALSE(table.write(dir.path() + "/missing/t.tsv", &error));
     EXPECT_NE(error.find(dir.path() + "/missing/t.tsv"), std::string::npos) << error;
+}
+
+TEST(TidyTable, AFullDiskIsReportedAndTheDeviceStandingInForTheFileIsLeftAlone) {
+    struct stat before;
+    if (stat("/dev/full", &before) != 0) GTEST_SKIP() << "no /dev/full";
+    TidyTable table({"a"});
+    table.addRow({std::string(1 << 16, 'x')});
+    std::string error;
+    EXPECT_FALSE(table.write("/dev/full", &error));
+    EXPECT_NE(error.find("Unable to write /dev/full"), std::string::npos) << error;
+    struct stat after;
+    EXPECT_EQ(stat("/dev/full", &after), 0);
 }
