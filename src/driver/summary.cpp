@@ -115,9 +115,12 @@ void writeMultipointSummary(std::ostream& out, const Linkmap& multipoint) {
 
 }  // namespace
 
-void Varkel::writeSummaryFile(const std::string& base) {
+bool Varkel::writeSummaryFile(const std::string& base) {
     File file;
-    if (!file.openFile(base + ".out", "write")) return;
+    if (!file.openFile(base + ".out", "write")) {
+        std::cout << "Error: Unable to open " << base << ".out for writing!" << std::endl;
+        return false;
+    }
     std::cout << std::endl << "Summary file: " << base << ".out" << std::endl;
 
     std::ostream& out = file.text;
@@ -183,6 +186,5 @@ void Varkel::writeSummaryFile(const std::string& base) {
         }
     }
 
-    file.addAllLinesFromOStringStream();
-    file.closeFile("write");
+    return file.writeTextAndClose();
 }

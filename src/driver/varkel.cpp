@@ -278,15 +278,26 @@ bool Varkel::readInputFiles() {
     pedigrees->collapseAlleles();
     pedigrees->setRenumberAlleles(true);
 
-    if (s.modelFileGiven && !s.modelFileName.empty() && !pedigrees->readModelFile(s.modelFileName)) return false;
-
-    // A locus file that cannot be read is not fatal: the locus model is built from the data.
-    const bool locusFileRead =
-        s.locusFileGiven && !s.locusFileName.empty() && pedigrees->readLocusFile(s.locusFileName);
-    if (!locusFileRead && !pedigrees->makeLinkageLocusFile()) return false;
+    // A file the user names is used or the run stops: falling back to the default model
+    // would analyse a model other than the one asked for.
+    if (s.modelFileGiven && !readGivenFile("--model", s.modelFileName, &Pedigrees::readModelFile)) return false;
+    if (s.locusFileGiven) {
+        if (!readGivenFile("--dat", s.locusFileName, &Pedigrees::readLocusFile)) return false;
+    } else if (!pedigrees->makeLinkageLocusFile()) {
+        return false;
+    }
 
     std::cout << "Done reading input files." << std::endl;
     return true;
+}
+
+bool Varkel::readGivenFile(const std::string& option, const std::string& fileName,
+                           int (Pedigrees::*read)(const std::string&)) {
+    if (fileName.empty()) {
+        std::cout << "Error: " << option << " was given an empty file name" << std::endl;
+        return false;
+    }
+    return (pedigrees->*read)(fileName) != 0;
 }
 
 // A failed analysis is dropped at once, so that the reports written after a failure hold
@@ -338,11 +349,11 @@ bool Varkel::run() {
     return true;
 }
 
-// The report sequence of one singlepoint analysis; only the heterogeneity reports stop the run.
+// The report sequence of one singlepoint analysis; every report asked for must be written.
 static bool writeSinglepointReports(MLink* analysis, const std::string& base, const Settings& s) {
-    analysis->writeResultsFile(base);
-    if (s.byFamily) analysis->writeResultsByFamilyFile(base + "_by_family");
-    if (s.singlepointCurves) analysis->writeAllLODScoresFile(base + "_curves");
+    if (!analysis->writeResultsFile(base)) return false;
+    if (s.byFamily && !analysis->writeResultsByFamilyFile(base + "_by_family")) return false;
+    if (s.singlepointCurves && !analysis->writeAllLODScoresFile(base + "_curves")) return false;
     if (s.heterogeneityAnalysis) {
         if (!analysis->writeHLodFile(base + "_het")) return false;
         if (!analysis->writeHLodPostscript(base + "_het")) return false;
@@ -369,7 +380,7 @@ bool Varkel::writeResults() {
     }
 
     if (singlepoint || nuclear || hrr || (multipoint && multipoint->hasResults()))
-        writeSummaryFile(s.outputPrefix + "_summary");
+        return writeSummaryFile(s.outputPrefix + "_summary");
     return true;
 }
 

@@ -17,7 +17,5 @@ inline bool openReport(File& file, const std::string& fileName, const std::strin
     return true;
 }
 
-inline void closeReport(File& file) {
-    file.addAllLinesFromOStringStream();
-    file.closeFile("write");
-}
+// False, with the message printed, when the report could not be written whole.
+inline bool closeReport(File& file) { return file.writeTextAndClose(); }

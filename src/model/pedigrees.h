@@ -115,6 +115,7 @@ public:
     int readOnlyMarkersFile(const std::string& fileName);
     int readModelFile(const std::string& fileName);
     int readLocusFile(const std::string& fileName);
+    bool locusFileMatchesData(const std::string& fileName) const;
     std::string getOrigPedigreeID(const std::string& pedigreeId) const;
     std::string getNewPedigreeID(const std::string& originalPedigreeId) const;
     std::string getNewPersonID(const std::string& originalPedigreeId,
@@ -190,6 +191,7 @@ private:
     int markerCount = 0;
     int pedigreeFileRead = 0;
     bool converted = false;
+    int slinkColumns = 0;  // SLINK tail columns of the pedigree file's lines (0 or 6)
     std::vector<std::string> phenotypeNames;
     std::vector<std::string> onlyMarkers;
     bool mendelianErrorFound = false;
