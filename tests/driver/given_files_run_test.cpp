@@ -4,6 +4,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cmath>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -100,4 +102,33 @@ TEST(ReportFiles, AReportThatCannotBeWrittenFailsTheRun) {
     EXPECT_TRUE(S_ISCHR(device.st_mode));
     EXPECT_TRUE(dir.exists("full_summary.out"));  // the link is left as it was
     EXPECT_EQ(dir.read("full_hrr.out").rfind(std::string(79, '-'), 0), 0u);  // the reports before it are whole
+}
+
+TEST(PlatformFiles, APreMakepedFileFromAnotherPlatformGivesThePlainFilesLods) {
+    // Father 1/2 affected, mother 3/4, two affected children who received allele 1 from him:
+    // two non-recombinant meioses of unknown phase, LOD(0) = log10(2^2 / 2) = log10 2.
+    const std::string plain = "A 1 0 0 1 2 1 2 5 5\nA 2 0 0 2 1 3 4 5 5\nA 3 1 2 1 2 1 3 5 5\nA 4 1 2 2 2 1 4 5 5\n";
+    std::string other = "\xEF\xBB\xBF";
+    for (const std::string& line : lines(plain)) other += line + " 0 0 0 0 1 orig\r\n";
+    other += "\r\n";
+    std::vector<std::string> rows;
+    for (const std::string& content : {plain, other}) {
+        ScratchDir dir;
+        writeFamily(dir);
+        dir.write("pre.ped", content);
+        const RunResult run =
+            runProgram("varkel", {"-p", "pre.ped", "-m", "map.txt", "-k", "model.txt", "--singlepoint", "--byfamily"},
+                       dir.path());
+        ASSERT_EQ(run.status, 0) << run.output;
+        for (const std::string& line : lines(dir.read("varkel_singlepoint_by_family.out")))
+            if (line.find(" A ") != std::string::npos) rows.push_back(line);
+    }
+    ASSERT_EQ(rows.size(), 2u);
+    EXPECT_EQ(rows[0], rows[1]);
+    std::istringstream row(rows[0]);
+    std::string pedigree;
+    double lodAtZero = 0.0;
+    row >> pedigree >> lodAtZero;
+    EXPECT_EQ(pedigree, "A");
+    EXPECT_NEAR(lodAtZero, std::log10(2.0), 1e-3);
 }
