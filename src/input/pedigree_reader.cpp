@@ -128,7 +128,7 @@ struct TailColumns {
 TailColumns findTailColumns(const std::vector<std::string_view>& line) {
     TailColumns tail;
     size_t n = line.size();
-    if (n >= 2 && line[n - 2] == "Per:") {
+    if (n >= 4 && line[n - 2] == "Per:") {
         tail.makeped = 4;
         n -= 4;
     }
@@ -157,9 +157,10 @@ std::string liabilityLayoutMismatch(const ColumnLayout& layout, const std::strin
     if (genotypeColumns <= 0 || genotypeColumns % 2 == 0) return "";
     const int otherMarkers = (genotypeColumns + (liability ? 1 : -1)) / 2;
     std::string message = "Line 1 of pedigree file " + fileName + " has " + IntToString(layout.columns) +
-                          " columns: read " + (liability ? "with a liability class column (--liab)" : "without a liability class column") +
-                          " they leave one column over, read " + (liability ? "without" : "with") +
-                          " one they hold " + IntToString(otherMarkers) + " marker(s)";
+                          " columns: read " +
+                          (liability ? "with a liability class column (--liab)" : "without a liability class column") +
+                          " they leave one column over, read " + (liability ? "without" : "with") + " one they hold " +
+                          IntToString(otherMarkers) + " marker(s)";
     if (mapMarkers > 0) message += " (the map has " + IntToString(mapMarkers) + ")";
     return message + (liability ? ". Leave out --liab if the file has no liability class column"
                                 : ". Give --liab if the file has a liability class column");
