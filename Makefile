@@ -4,7 +4,7 @@ SANITIZE_BUILD ?= build-sanitize
 JOBS ?= $(shell nproc)
 EXAMPLE_DIR ?= $(CURDIR)/example-run
 
-.PHONY: all setup build example check test sanitize install clean bench
+.PHONY: all setup build example check test sanitize install clean bench fuzz
 
 all: build
 
@@ -33,8 +33,15 @@ check: test sanitize
 install: build
 	cmake --install $(BUILD) --prefix $(or $(PREFIX),/usr/local)
 
+# libFuzzer targets of the input readers (clang): build-fuzz/fuzz/fuzz_<reader>;
+# run one with tests/fuzz/run-fuzz build-fuzz <reader> <seconds>.
+FUZZ_BUILD ?= build-fuzz
+fuzz:
+	cmake -S . -B $(FUZZ_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_COMPILER=clang++ -DVARKEL_FUZZ=ON
+	cmake --build $(FUZZ_BUILD) -j $(JOBS)
+
 bench: build
 	sh bench/run-all $(BUILD)/bin
 
 clean:
-	rm -rf $(BUILD) $(SANITIZE_BUILD) $(EXAMPLE_DIR)
+	rm -rf $(BUILD) $(SANITIZE_BUILD) $(FUZZ_BUILD) $(EXAMPLE_DIR)

@@ -116,6 +116,8 @@ int main(int argc, char** argv) {
     std::vector<std::string> fixed;
     int expectedColumns = -1, firstLine = 0;
     for (int lineNumber = 1; std::getline(input, text); ++lineNumber) {
+        // A UTF-8 byte-order mark is no part of the first pedigree identifier.
+        if (lineNumber == 1 && text.compare(0, 3, "\xEF\xBB\xBF") == 0) text.erase(0, 3);
         const int columns = splitLine(text, fixed, 5, rest);
         if (columns == 0) continue;
         if (expectedColumns < 0) {

@@ -131,7 +131,7 @@ int Hrr::writeGenotypeAndAlleleCounts(const std::string& fileStem) {
     std::cout << "The Hrr Counts: " << fileStem;
     File report;
     if (!report.openFile(fileStem + ".out", "write")) {
-        std::cout << "\n";
+        std::cout << "\nError: Unable to open " << fileStem << ".out for writing!" << std::endl;
         return 0;
     }
     std::stringstream& out = report.text;
@@ -177,13 +177,6 @@ int Hrr::writeGenotypeAndAlleleCounts(const std::string& fileStem) {
         std::cout << "\n";
         return 0;
     }
-    report.addAllLinesFromOStringStream();
-    report.closeFile("write");
     std::cout << "\n";
-    std::string error;
-    if (!table.write(fileStem + ".tsv", &error)) {
-        std::cout << error << "\n";
-        return 0;
-    }
-    return 1;
+    return report.writeTextAndClose() && table.write(fileStem + ".tsv") ? 1 : 0;
 }

@@ -60,10 +60,8 @@ void writeMarker(std::ostream& out, const std::string& name, const TdtMarker& ma
 int Tdt::writeReport(const std::string& fileStem) const {
     std::cout << "The TDT results: " << fileStem << ".out";
     File report;
-    if (!report.openFile(fileStem + ".out", "write")) {
-        std::cout << "\nError: Unable to open " << fileStem << ".out for writing!\n";
-        return 0;
-    }
+    std::cout << "\n";
+    if (!report.openForWriting(fileStem + ".out")) return 0;
     std::stringstream& out = report.text;
     out << programBanner("Program for Linkage and Linkage Disequilibrium analysis") << pedigrees->getCommonHeader()
         << explanation;
@@ -82,13 +80,5 @@ int Tdt::writeReport(const std::string& fileStem) const {
                               TidyTable::number(a.lower95()), TidyTable::number(a.upper95())});
         }
     }
-    report.addAllLinesFromOStringStream();
-    report.closeFile("write");
-    std::cout << "\n";
-    std::string error;
-    if (!table.write(fileStem + ".tsv", &error)) {
-        std::cout << error << "\n";
-        return 0;
-    }
-    return 1;
+    return report.writeTextAndClose() && table.write(fileStem + ".tsv") ? 1 : 0;
 }

@@ -175,24 +175,17 @@ Pedigrees::DerivedSetStatistics Pedigrees::collectDerivedSetStatistics() {
     return statistics;
 }
 
-void Pedigrees::writeDerivedFrequenciesFile(const std::string& fileName, const std::string& sections) const {
+bool Pedigrees::writeDerivedFrequenciesFile(const std::string& fileName, const std::string& sections) const {
     File file;
-    if (!file.openFile(fileName, "write")) {
-        std::cout << "Error: Unable to open " << fileName << " for writing!" << std::endl;
-        return;
-    }
+    if (!file.openForWriting(fileName)) return false;
     file.text << getCommonHeader() << sections;
-    file.addAllLinesFromOStringStream();
-    file.closeFile("write");
+    return file.writeTextAndClose();
 }
 
-void Pedigrees::writeNumberOfHrrTdtSibpairPeds(const std::string& fileName,
+bool Pedigrees::writeNumberOfHrrTdtSibpairPeds(const std::string& fileName,
                                                const DerivedSetStatistics& statistics) const {
     File file;
-    if (!file.openFile(fileName, "write")) {
-        std::cout << "Error: Unable to open " << fileName << " for writing!" << std::endl;
-        return;
-    }
+    if (!file.openForWriting(fileName)) return false;
     std::ostream& out = file.text;
     out << getCommonHeader() << "Number of Hrr, Tdt And Sib Pair Pedigrees\n\n";
     out << std::left << std::setw(15) << "Marker" << std::setw(15) << "HRR" << std::setw(10) << "TDT"
@@ -202,6 +195,5 @@ void Pedigrees::writeNumberOfHrrTdtSibpairPeds(const std::string& fileName,
         out << std::setw(15) << markerMap->getMarkerName(IntToString(i)) << std::setw(15) << counts[0]
             << std::setw(10) << counts[1] << std::setw(10) << counts[2] << "\n";
     }
-    file.addAllLinesFromOStringStream();
-    file.closeFile("write");
+    return file.writeTextAndClose();
 }

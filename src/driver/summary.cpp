@@ -139,9 +139,9 @@ void writeTdtSummary(std::ostream& out, const Tdt& tdt, MarkerMap& map) {
 
 }  // namespace
 
-void Varkel::writeSummaryFile(const std::string& base) {
+bool Varkel::writeSummaryFile(const std::string& base) {
     File file;
-    if (!file.openFile(base + ".out", "write")) return;
+    if (!file.openForWriting(base + ".out")) return false;
     std::cout << std::endl << "Summary file: " << base << ".out" << std::endl;
 
     std::ostream& out = file.text;
@@ -210,6 +210,5 @@ void Varkel::writeSummaryFile(const std::string& base) {
 
     if (tdt) writeTdtSummary(out, *tdt, *pedigrees->getMarkerMap());
 
-    file.addAllLinesFromOStringStream();
-    file.closeFile("write");
+    return file.writeTextAndClose();
 }

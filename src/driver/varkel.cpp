@@ -279,7 +279,7 @@ bool Varkel::readInputFiles() {
         if (!converted) return false;
     }
 
-    if (s.statistics) pedigrees->writeStatistics();
+    if (s.statistics && !pedigrees->writeStatistics()) return false;
     if (s.phenotypeFileGiven && !s.phenotypeFileName.empty() &&
         !pedigrees->readPhenotypeFile(s.phenotypeFileName))
         return false;
@@ -290,15 +290,26 @@ bool Varkel::readInputFiles() {
     pedigrees->collapseAlleles();
     pedigrees->setRenumberAlleles(true);
 
-    if (s.modelFileGiven && !s.modelFileName.empty() && !pedigrees->readModelFile(s.modelFileName)) return false;
-
-    // A locus file that cannot be read is not fatal: the locus model is built from the data.
-    const bool locusFileRead =
-        s.locusFileGiven && !s.locusFileName.empty() && pedigrees->readLocusFile(s.locusFileName);
-    if (!locusFileRead && !pedigrees->makeLinkageLocusFile()) return false;
+    // A file the user names is used or the run stops: falling back to the default model
+    // would analyse a model other than the one asked for.
+    if (s.modelFileGiven && !readGivenFile("--model", s.modelFileName, &Pedigrees::readModelFile)) return false;
+    if (s.locusFileGiven) {
+        if (!readGivenFile("--dat", s.locusFileName, &Pedigrees::readLocusFile)) return false;
+    } else if (!pedigrees->makeLinkageLocusFile()) {
+        return false;
+    }
 
     std::cout << "Done reading input files." << std::endl;
     return true;
+}
+
+bool Varkel::readGivenFile(const std::string& option, const std::string& fileName,
+                           int (Pedigrees::*read)(const std::string&)) {
+    if (fileName.empty()) {
+        std::cout << "Error: " << option << " was given an empty file name" << std::endl;
+        return false;
+    }
+    return (pedigrees->*read)(fileName) != 0;
 }
 
 // A failed analysis is dropped at once, so that the reports written after a failure hold
@@ -354,15 +365,15 @@ bool Varkel::run() {
     return true;
 }
 
-// The report sequence of one singlepoint analysis; only the heterogeneity reports stop the run.
+// The report sequence of one singlepoint analysis; every report asked for must be written.
 // The plots written are added to `plots`.
 static bool writeSinglepointReports(MLink* analysis, const std::string& base, const Settings& s,
                                     std::vector<std::string>& plots) {
-    analysis->writeResultsFile(base);
+    if (!analysis->writeResultsFile(base)) return false;
     plots.push_back(base + ".ps");
-    if (s.byFamily) analysis->writeResultsByFamilyFile(base + "_by_family");
+    if (s.byFamily && !analysis->writeResultsByFamilyFile(base + "_by_family")) return false;
     if (s.singlepointCurves) {
-        analysis->writeAllLODScoresFile(base + "_curves");
+        if (!analysis->writeAllLODScoresFile(base + "_curves")) return false;
         plots.push_back(base + "_curves.ps");
     }
     if (s.heterogeneityAnalysis) {
@@ -381,9 +392,7 @@ static bool writeScanFigureFile(const std::string& fileName, const MLink* single
     const std::string subtitle = std::string(singlepoint ? "singlepoint" : "") +
                                  (singlepoint && multipoint ? " and " : "") + (multipoint ? "multipoint" : "") +
                                  " linkage analysis    (" + current_time_and_date() + ")";
-    if (writeScanFigure(fileName, panels, subtitle)) return true;
-    std::cout << "Error: Unable to write " << fileName << std::endl;
-    return false;
+    return writeScanFigure(fileName, panels, subtitle);
 }
 
 bool Varkel::writeResults() {
@@ -423,7 +432,7 @@ bool Varkel::writeResults() {
     if (s.pdfPlots) convertPlotsToPdf(plots, s.verbose);
 
     if (singlepoint || nuclear || hrr || tdt || (multipoint && multipoint->hasResults()))
-        writeSummaryFile(s.outputPrefix + "_summary");
+        return writeSummaryFile(s.outputPrefix + "_summary");
     return true;
 }
 

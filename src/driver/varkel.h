@@ -71,10 +71,14 @@ public:
     bool readInputFiles();
     bool run();
     bool writeResults();
-    void writeSummaryFile(const std::string& base);
+    bool writeSummaryFile(const std::string& base);
     bool isPauseAtEnd() const { return settings.pauseAtEnd; }
 
 private:
+    // Reads a file named on the command line; an empty name or a failed read stops the run.
+    bool readGivenFile(const std::string& option, const std::string& fileName,
+                       int (Pedigrees::*read)(const std::string&));
+
     Settings settings;
     Pedigrees* pedigrees;
     MLink* singlepoint = nullptr;

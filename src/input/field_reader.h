@@ -15,11 +15,35 @@
 
 #include "driver/utilities.h"
 
+// A UTF-8 byte-order mark that editors on some platforms put at the start of a text file;
+// it is no part of the first field.
+inline const std::string kByteOrderMark = "\xEF\xBB\xBF";
+
+inline void skipByteOrderMark(std::istream& in) {
+    char mark[3];
+    if (in.read(mark, 3) && std::string(mark, 3) == kByteOrderMark) return;
+    in.clear();
+    in.seekg(0);
+}
+
+inline void stripByteOrderMark(std::string& text) {
+    if (text.compare(0, kByteOrderMark.size(), kByteOrderMark) == 0) text.erase(0, kByteOrderMark.size());
+}
+
+// A line as the user wrote it, for messages: without its line end (CR LF or LF) and the
+// blanks around it.
+inline std::string trimmedLine(const std::string& line) {
+    const size_t first = line.find_first_not_of(" \t\r");
+    if (first == std::string::npos) return "";
+    return line.substr(first, line.find_last_not_of(" \t\r") - first + 1);
+}
+
 enum class FieldStatus { Ok, End, Malformed };
 
 class FieldReader {
 public:
-    explicit FieldReader(std::istream& input) : in(input) {}
+    // firstLine: the line number of the input's next line (after a header read separately).
+    explicit FieldReader(std::istream& input, int firstLine = 1) : in(input), currentLine(firstLine) {}
 
     // Next field; false when the input holds no further field.
     bool next(std::string& field) {
@@ -80,7 +104,7 @@ public:
 private:
     std::istream& in;
     std::string last;
-    int currentLine = 1;
+    int currentLine;
     int fieldLine = 0;
 };
 
@@ -91,6 +115,10 @@ class NumberFieldReader {
 public:
     NumberFieldReader(std::istream& in, const std::string& fileKind, const std::string& fileName)
         : fields(in), fileDescription(fileKind + " " + fileName) {}
+
+    // The line of the value read last, for messages about values out of range.
+    int lastLine() const { return fields.lastFieldLine(); }
+    const std::string& lastField() const { return fields.lastField(); }
 
     bool readInt(int& v) { return report(fields.nextInt(v)); }
     bool readDouble(double& v) { return report(fields.nextDouble(v)); }

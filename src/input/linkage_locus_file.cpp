@@ -154,6 +154,21 @@ bool normaliseFrequencies(std::vector<double>& frequencies) {
     return true;
 }
 
+// Values FASTLINK takes as probabilities; it fails without saying which one is wrong.
+bool readProbabilities(NumberFieldReader& p, int n, std::vector<double>& values, const std::string& fileName,
+                       const std::string& what) {
+    values.clear();
+    for (int i = 0; i < n; ++i) {
+        double v = 0.0;
+        if (!p.readDouble(v)) return false;
+        if (v < 0.0 || v > 1.0)
+            return NumberFieldReader::fail("Locus file " + fileName + " line " + IntToString(p.lastLine()) + ": " +
+                                           what + " " + p.lastField() + " is outside [0, 1]");
+        values.push_back(v);
+    }
+    return true;
+}
+
 }  // namespace
 
 int LinkageLocusFile::readLocusFile(const std::string& fileName) {
@@ -168,6 +183,7 @@ int LinkageLocusFile::readLocusFile(const std::string& fileName) {
     locusOrder.clear();
     recombinationFractions.clear();
 
+    skipByteOrderMark(in);
     NumberFieldReader p(in, "Locus file", fileName);
     if (!p.readInt(numberOfLoci) || !p.readInt(riskLocus) || !p.readInt(sexLink) || !p.readInt(programNumber))
         return 0;
@@ -231,7 +247,8 @@ int LinkageLocusFile::readLocusFile(const std::string& fileName) {
             }
             Locus* locus = new Locus("DISEASE_LOCUS_" + IntToString(k), 1, alleles);
             addLocus(locus);
-            if (!p.readDoubles(alleles, frequencies)) return 0;
+            if (!readProbabilities(p, alleles, frequencies, fileName, "an allele frequency of locus " + IntToString(k + 1)))
+                return 0;
             p.endLine();
             if (!normaliseFrequencies(frequencies)) return 0;
             locus->addAlleleFrequencies(frequencies);
@@ -239,12 +256,14 @@ int LinkageLocusFile::readLocusFile(const std::string& fileName) {
             if (!p.readInt(classes)) return 0;
             p.endLine();
             for (int c = 0; c < classes; ++c) {
+                const std::string where =
+                    "penetrance of liability class " + IntToString(c + 1) + " of locus " + IntToString(k + 1);
                 std::vector<double> row;
-                if (!p.readDoubles(3, row)) return 0;
+                if (!readProbabilities(p, 3, row, fileName, "a " + where)) return 0;
                 p.endLine();
                 locus->setFemalePenetrances(row);
                 if (sexLink == 1) {
-                    if (!p.readDoubles(2, row)) return 0;
+                    if (!readProbabilities(p, 2, row, fileName, "a male " + where)) return 0;
                     p.endLine();
                     locus->setMalePenetrances(row);
                 }

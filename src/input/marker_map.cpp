@@ -3,6 +3,8 @@
 #include <cmath>
 #include <fstream>
 #include <iostream>
+#include <sstream>
+#include <vector>
 
 #include "driver/utilities.h"
 #include "input/field_reader.h"
@@ -34,16 +36,23 @@ int MarkerMap::readMapFile(const std::string& fileName) {
     std::ifstream in(fileName.c_str());
     if (!in) return failMapRead("Unable to open marker map file " + fileName + " for reading!");
 
-    FieldReader fields(in);
-    std::string header[3];
-    if (!fields.next(header[0])) return failMapRead("Map file " + fileName + " is empty");
-    const int headerLine = fields.lastFieldLine();
-    for (int i = 1; i < 3; ++i) {
-        // The three header fields must share one line; a shorter header would silently
-        // swallow the first marker's fields.
-        if (!fields.next(header[i]) || fields.lastFieldLine() != headerLine)
-            return failMapRead("Map file " + fileName + " has a header line with fewer than three fields");
+    skipByteOrderMark(in);
+    // The header is one line of exactly three fields: a line of four ("CHR HALDANE POS NAME")
+    // or two would shift every marker's fields.
+    std::string headerLine;
+    int headerLineNumber = 0;
+    std::vector<std::string> header;
+    while (header.empty() && std::getline(in, headerLine)) {
+        ++headerLineNumber;
+        std::istringstream words(headerLine);
+        for (std::string word; words >> word;) header.push_back(word);
     }
+    if (header.empty()) return failMapRead("Map file " + fileName + " is empty");
+    if (header.size() != 3)
+        return failMapRead("Map file " + fileName + " line " + IntToString(headerLineNumber) +
+                           ": the header must hold exactly three fields (such as \"CHROMOSOME HALDANE POSITION\"), "
+                           "found " + IntToString(static_cast<int>(header.size())) + ": " + trimmedLine(headerLine));
+    FieldReader fields(in, headerLineNumber + 1);
     mapFunction = stringToLower(header[1]);
 
     int count = 0;

@@ -10,6 +10,31 @@
 
 Model::~Model() { delete locus; }
 
+namespace {
+
+bool isProbability(double v) { return v >= 0.0 && v <= 1.0; }
+
+// FASTLINK takes the values as probabilities and fails without saying which one is wrong.
+int outOfRange(const std::string& fileName, const NumberFieldReader& p, const std::string& what) {
+    NumberFieldReader::fail("Model file " + fileName + " line " + IntToString(p.lastLine()) + ": " + what + " " +
+                            p.lastField() + " is outside [0, 1]");
+    return 0;
+}
+
+bool readPenetrances(NumberFieldReader& p, int n, std::vector<double>& row, const std::string& fileName,
+                     const std::string& what) {
+    row.clear();
+    for (int g = 0; g < n; ++g) {
+        double v = 0.0;
+        if (!p.readDouble(v)) return false;
+        if (!isProbability(v)) return outOfRange(fileName, p, what);
+        row.push_back(v);
+    }
+    return true;
+}
+
+}  // namespace
+
 int Model::readModelFile(const std::string& fileName) {
     std::cout << "Reading model file: " << fileName;
     delete locus;
@@ -21,10 +46,14 @@ int Model::readModelFile(const std::string& fileName) {
         return 0;
     }
 
+    skipByteOrderMark(in);
     NumberFieldReader p(in, "Model file", fileName);
     std::vector<double> frequency;
     int classes = 0;
-    if (!p.readInt(xlinkedIndicator) || !p.readDoubles(1, frequency) || !p.readInt(classes)) return 0;
+    if (!p.readInt(xlinkedIndicator) || !p.readDoubles(1, frequency)) return 0;
+    if (!isProbability(frequency[0]))
+        return outOfRange(fileName, p, "the disease allele frequency");
+    if (!p.readInt(classes)) return 0;
     if (classes < 1) {
         NumberFieldReader::fail("Model file " + fileName + " must give at least one liability class (found " +
                               IntToString(classes) + ")");
@@ -34,13 +63,14 @@ int Model::readModelFile(const std::string& fileName) {
     Locus* disease = new Locus("DISEASE_LOCUS_1", 1, 2);
     disease->addAlleleFrequencies({1.0 - frequency[0], frequency[0]});
     for (int c = 0; c < classes; ++c) {
+        const std::string where = "a penetrance of liability class " + IntToString(c + 1);
         std::vector<double> row;
-        bool ok = p.readDoubles(3, row);
+        bool ok = readPenetrances(p, 3, row, fileName, where);
         if (ok) {
             p.endLine();
             disease->setFemalePenetrances(row);
             if (xlinkedIndicator == 1) {
-                ok = p.readDoubles(2, row);
+                ok = readPenetrances(p, 2, row, fileName, "a male " + where.substr(2));
                 if (ok) {
                     p.endLine();
                     disease->setMalePenetrances(row);

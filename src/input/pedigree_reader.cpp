@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "driver/utilities.h"
+#include "input/field_reader.h"
 #include "input/marker_map.h"
 
 namespace {
@@ -29,16 +30,19 @@ bool loadWholeFile(const std::string& name, std::string& buffer) {
     if (size > 0) buffer.reserve(static_cast<size_t>(size));
     char chunk[1 << 16];
     while (in.read(chunk, sizeof chunk) || in.gcount() > 0) buffer.append(chunk, static_cast<size_t>(in.gcount()));
+    stripByteOrderMark(buffer);
     return !in.bad();
 }
 
-// Field counts of the lines as the whitespace tokeniser sees them: lines split at '\n',
-// fields separated by blanks and tabs only, lines without fields skipped.
+bool isColumnSeparator(char c) { return c == ' ' || c == '\t' || c == '\r'; }
+
+// Field counts of the lines: lines split at '\n', fields separated by blanks, tabs and the
+// carriage return of a CRLF line end, lines without fields skipped.
 struct ColumnLayout {
     bool empty = true;    // no line with a field
     bool uniform = true;  // every line has as many fields as the first
     int columns = 0;      // fields of the first line
-    std::string_view nextToLast, last;  // of the first line
+    std::vector<std::string_view> firstLine;
 };
 
 ColumnLayout countColumns(std::string_view text) {
@@ -47,27 +51,21 @@ ColumnLayout countColumns(std::string_view text) {
     const char* const end = p + text.size();
     while (p < end) {
         int fields = 0;
-        std::string_view previous, current;
         while (p < end && *p != '\n') {
-            if (*p == ' ' || *p == '\t') {
+            if (isColumnSeparator(*p)) {
                 ++p;
                 continue;
             }
             const char* start = p;
-            while (p < end && *p != '\n' && *p != ' ' && *p != '\t') ++p;
+            while (p < end && *p != '\n' && !isColumnSeparator(*p)) ++p;
             ++fields;
-            if (layout.empty) {
-                previous = current;
-                current = std::string_view(start, static_cast<size_t>(p - start));
-            }
+            if (layout.empty) layout.firstLine.emplace_back(start, static_cast<size_t>(p - start));
         }
         if (p < end) ++p;  // the line end
         if (fields == 0) continue;
         if (layout.empty) {
             layout.empty = false;
             layout.columns = fields;
-            layout.nextToLast = previous;
-            layout.last = current;
         } else if (fields != layout.columns) {
             layout.uniform = false;
             return layout;
@@ -119,10 +117,54 @@ T* firstInKeyOrder(T* node, const P& predicate) {
     return firstInKeyOrder(node->right, predicate);
 }
 
-// Marker count implied by the field count of a line, ignoring MAKEPED tail columns.
+// Tail columns after the genotypes: the MAKEPED identifiers ("Ped:" id "Per:" id) and the
+// six SLINK columns ending in "orig" or "simu"; a converted file has the SLINK columns of
+// the user's file before its MAKEPED columns.
+struct TailColumns {
+    int makeped = 0;
+    int slink = 0;
+};
+
+TailColumns findTailColumns(const std::vector<std::string_view>& line) {
+    TailColumns tail;
+    size_t n = line.size();
+    if (n >= 4 && line[n - 2] == "Per:") {
+        tail.makeped = 4;
+        n -= 4;
+    }
+    if (n >= 1 && (line[n - 1] == "orig" || line[n - 1] == "simu")) tail.slink = 6;
+    return tail;
+}
+
+// Columns before the genotypes: the person columns, the affection status and the liability class.
+int leadingColumns(bool postMakeped, bool affection, bool liability) {
+    return (postMakeped ? 9 : 5) + (affection ? 1 : 0) + (affection && liability ? 1 : 0);
+}
+
+// Marker count implied by the field count of a line without its tail columns.
 int markersFromColumns(int columns, bool postMakeped) { return (columns - (postMakeped ? 10 : 6)) / 2; }
 
 std::ostream& failed() { return std::cout << "...failed" << std::endl; }
+
+// An odd number of genotype columns is the other layout: a liability class column where
+// none was announced, or the other way round. Read as announced, every genotype would be
+// shifted by one column. Empty when the columns fit the announced layout.
+std::string liabilityLayoutMismatch(const ColumnLayout& layout, const std::string& fileName, bool postMakeped,
+                                    bool liability, int mapMarkers) {
+    const TailColumns tail = findTailColumns(layout.firstLine);
+    const int genotypeColumns =
+        layout.columns - tail.makeped - tail.slink - leadingColumns(postMakeped, true, liability);
+    if (genotypeColumns <= 0 || genotypeColumns % 2 == 0) return "";
+    const int otherMarkers = (genotypeColumns + (liability ? 1 : -1)) / 2;
+    std::string message = "Line 1 of pedigree file " + fileName + " has " + IntToString(layout.columns) +
+                          " columns: read " +
+                          (liability ? "with a liability class column (--liab)" : "without a liability class column") +
+                          " they leave one column over, read " + (liability ? "without" : "with") + " one they hold " +
+                          IntToString(otherMarkers) + " marker(s)";
+    if (mapMarkers > 0) message += " (the map has " + IntToString(mapMarkers) + ")";
+    return message + (liability ? ". Leave out --liab if the file has no liability class column"
+                                : ". Give --liab if the file has a liability class column");
+}
 
 }  // namespace
 
@@ -136,6 +178,14 @@ int Pedigrees::readPedigreeFile(const std::string& fileName) {
         return 0;
     }
 
+    const ColumnLayout layout = countColumns(buffer);
+    if (affectionColumn && !layout.empty && layout.uniform) {
+        const std::string mismatch = liabilityLayoutMismatch(layout, fileName, postMakeped, liabilityColumn, markerCount);
+        if (!mismatch.empty()) {
+            failed() << mismatch << std::endl;
+            return 0;
+        }
+    }
     if (markerCount == 0) {
         if (!makeMapFile(fileName)) {
             failed() << "Unable to generate mapfile for pedigree file that hasn't a standard column count"
@@ -143,19 +193,20 @@ int Pedigrees::readPedigreeFile(const std::string& fileName) {
             return 0;
         }
     } else {
-        const ColumnLayout layout = countColumns(buffer);
         if (layout.empty || !layout.uniform) {
             failed() << "Unable to read pedigree file that hasn't a standard column count" << std::endl;
             return 0;
         }
+        const TailColumns tail = findTailColumns(layout.firstLine);
+        slinkColumns = tail.slink;
         int columns = layout.columns;
-        if (layout.nextToLast == "Per:") {
+        if (tail.makeped) {
             std::cout << "(Pedigree file contains MAKEPED extra columns at the end...ignoring them)" << std::endl;
-            columns -= 4;
+            columns -= tail.makeped;
         }
-        if (layout.last == "orig" || layout.last == "simu") {
+        if (tail.slink) {
             std::cout << "(Pedigree file contains SLINK extra columns at the end...ignoring them)" << std::endl;
-            columns -= 6;
+            columns -= tail.slink;
         }
         int markers = markersFromColumns(columns, postMakeped);
         if (!affectionColumn) ++markers;
@@ -242,6 +293,7 @@ int Pedigrees::readPedigreeFile(const std::string& fileName) {
 
         std::string originalPedigreeId;
         if (converted) {
+            for (int k = 0; k < slinkColumns; ++k) fields.next();
             if (fields.next() == "Ped:") originalPedigreeId = std::string(fields.next());
             else fields.next();
             person->setOriginalPedigreeId(originalPedigreeId);
@@ -298,8 +350,9 @@ int Pedigrees::makeMapFile(const std::string& fileName) {
     }
     const ColumnLayout layout = countColumns(buffer);
     if (layout.empty || !layout.uniform) return 0;
-    int columns = layout.columns;
-    if (layout.nextToLast == "Per:") columns -= 4;
+    const TailColumns tail = findTailColumns(layout.firstLine);
+    slinkColumns = tail.slink;
+    const int columns = layout.columns - tail.makeped - tail.slink;
     markerMap->makeMarkerMap(markersFromColumns(columns, postMakeped));
     markerCount = markerMap->getMarkerCount();
     return 1;

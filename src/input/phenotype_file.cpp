@@ -6,10 +6,13 @@
 #include <fstream>
 #include <iostream>
 #include <limits>
-#include <vector>
+#include <map>
+#include <sstream>
 #include <string>
+#include <vector>
 
 #include "driver/utilities.h"
+#include "input/field_reader.h"
 #include "input/marker_map.h"
 #include "model/file.h"
 
@@ -18,6 +21,7 @@ namespace {
 bool isUnknownValue(const std::string& v) { return v == "x" || v == "-" || v == "." || v == "0"; }
 
 std::ostream& failed() { return std::cout << "...failed" << std::endl; }
+
 
 }  // namespace
 
@@ -34,24 +38,33 @@ int Pedigrees::readPhenotypeFile(const std::string& fileName) {
         return 0;
     }
 
+    skipByteOrderMark(in);
+    // The header is one line: the number of phenotypes and their names.
+    std::string headerLine;
+    std::getline(in, headerLine);
+    std::istringstream header(headerLine);
     int count = 0;
-    in >> count;
+    header >> count;
     if (count <= 0) {
         failed() << "Number of phenotypes:" << count << " ...check your files!" << std::endl;
         return 0;
     }
     std::vector<std::string> names;
+    // Words after the names are a comment.
+    for (std::string name; static_cast<int>(names.size()) < count && header >> name;) names.push_back(name);
+    if (static_cast<int>(names.size()) < count) {
+        failed() << "Phenotype file " << fileName << " line 1: the header gives " << count
+                 << " phenotype(s) but names only " << names.size() << std::endl;
+        return 0;
+    }
     for (int column = 1; column <= count; ++column) {
-        std::string name;
-        in >> name;
+        const std::string& name = names[static_cast<size_t>(column - 1)];
         if (isPhenotypeRead(name)) {
             failed() << "duplicate phenotypename: " << name << " at phenotypecolumn: " << column << std::endl;
             return 0;
         }
         phenotypeNames.push_back(name);
-        names.push_back(name);
     }
-    in.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
 
     // Records are a plain stream of fields; line breaks carry no meaning here.
     std::string pedigreeId, personId, value;
@@ -104,14 +117,25 @@ int Pedigrees::readOnlyMarkersFile(const std::string& fileName) {
     file.getAllLinesInOStringStream();
     file.closeFile("read");
 
-    bool first = true;
+    // One marker per line: chromosome, position, name; anything after the name is ignored.
+    std::string text = file.text.str();
+    stripByteOrderMark(text);
+    std::istringstream lines(text);
+    std::map<std::string, int> lineOfMarker;
     double previousPosition = 0.0;
-    for (;;) {
-        std::string chromosome = "NULL", position, name;
-        file.text >> chromosome >> position >> name;
-        file.text.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
-        if (name.empty() || position.empty() || chromosome == "NULL") break;
-        if (!first && previousPosition > stringToDouble(position)) {
+    int lineNumber = 0;
+    const std::string where = "Error: onlymarkers file " + fileName + " line ";
+    for (std::string line; std::getline(lines, line);) {
+        ++lineNumber;
+        std::istringstream words(line);
+        std::string chromosome, position, name;
+        if (!(words >> chromosome)) continue;
+        if (!(words >> position >> name)) {
+            failed() << where << lineNumber << ": \"" << trimmedLine(line)
+                     << "\" has no marker name (chromosome, position and name are needed)" << std::endl;
+            return 0;
+        }
+        if (!lineOfMarker.empty() && previousPosition > stringToDouble(position)) {
             failed() << "Error: Marker position must be linear" << std::endl;
             return 0;
         }
@@ -124,11 +148,21 @@ int Pedigrees::readOnlyMarkersFile(const std::string& fileName) {
             failed() << "Error: Marker " << name << " not found " << std::endl;
             return 0;
         }
+        const auto listed = lineOfMarker.emplace(name, lineNumber);
+        if (!listed.second) {
+            failed() << where << lineNumber << ": marker " << name << " is listed twice (first at line "
+                     << listed.first->second << ")" << std::endl;
+            return 0;
+        }
         onlyMarkers.push_back(name);
         marker->setPosition(position);
         marker->setChromosome(chromosome);
         previousPosition = stringToDouble(position);
-        first = false;
+    }
+    // An empty list would silently mean every marker.
+    if (onlyMarkers.empty()) {
+        failed() << "Error: onlymarkers file " << fileName << " names no marker" << std::endl;
+        return 0;
     }
     std::cout << "...done " << std::endl;
     return 1;

@@ -30,7 +30,13 @@ int Pedigrees::readAndConvertPreToLinkage(const std::string& fileName) {
     }
     // A map generated from the file's columns during validation now belongs to this collection.
     markerCount = markerMap->getMarkerCount();
-    if (mendelianErrorFound || !validated) return 0;
+    if (!validated) return 0;
+    // MAKEPED and FASTLINK need consistent genotypes: the errors must be mended first.
+    if (mendelianErrorFound) {
+        std::cout << "Mendelian errors found in pedigree file " << fileName << ": the run stops; see mendel.err"
+                  << std::endl;
+        return 0;
+    }
 
     std::cout << "(Converting pedigree file " << fileName << " to linkage format)" << std::endl;
     const std::string converterInput = trim ? fileName + ".trimmed" : fileName;

@@ -100,8 +100,7 @@ bool Linkmap::writeResults(const std::string& fileName) {
             }
         }
     }
-    closeReport(file);
-    return true;
+    return closeReport(file);
 }
 
 bool Linkmap::writeHLodResults(const std::string& base) {
@@ -132,9 +131,9 @@ bool Linkmap::writeHLodResults(const std::string& base) {
             }
         }
     }
-    closeReport(file);
+    const bool written = closeReport(file);
     std::cout << "\n";
-    return true;
+    return written;
 }
 
 bool Linkmap::writeHLodResultsByFamily(const std::string& base) {
@@ -166,8 +165,7 @@ bool Linkmap::writeHLodResultsByFamily(const std::string& base) {
             out << "\n";
         }
     }
-    closeReport(file);
-    return true;
+    return closeReport(file);
 }
 
 bool Linkmap::writeResultsPostScript(const std::string& base) {

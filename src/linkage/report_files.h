@@ -9,15 +9,10 @@
 #include "model/pedigrees.h"
 
 inline bool openReport(File& file, const std::string& fileName, const std::string& banner, const Pedigrees* pedigrees) {
-    if (!file.openFile(fileName, "write")) {
-        std::cout << "Error: Unable to open " << fileName << " for writing!\n";
-        return false;
-    }
+    if (!file.openForWriting(fileName)) return false;
     file.text << banner << "\n" << pedigrees->getCommonHeader();
     return true;
 }
 
-inline void closeReport(File& file) {
-    file.addAllLinesFromOStringStream();
-    file.closeFile("write");
-}
+// False, with the message printed, when the report could not be written whole.
+inline bool closeReport(File& file) { return file.writeTextAndClose(); }

@@ -114,8 +114,7 @@ bool MLink::writeResultsFile(const std::string& base) {
         std::cout << "...failed\n";
         plotted = false;
     }
-    closeReport(file);
-    return plotted;
+    return closeReport(file) && plotted;
 }
 
 bool MLink::writeResultsByFamilyFile(const std::string& base) {
@@ -156,8 +155,7 @@ bool MLink::writeResultsByFamilyFile(const std::string& base) {
             }
         }
     }
-    closeReport(file);
-    return true;
+    return closeReport(file);
 }
 
 // One row of the curve table: every marker's total LOD at the theta.
@@ -219,7 +217,7 @@ bool MLink::writeAllLODScoresFile(const std::string& base) {
             document.addPostScriptPage(page);
         }
     }
-    closeReport(file);
+    if (!closeReport(file)) return false;
 
     if (!pedigrees->isSinglepointCurves()) return true;
     std::cout << "The LOD Score curves: " << base << ".ps\n";
@@ -259,8 +257,7 @@ bool MLink::writeHLodFile(const std::string& base) {
         }
         out << "\n";
     }
-    closeReport(file);
-    return true;
+    return closeReport(file);
 }
 
 bool MLink::writeHLodPostscript(const std::string& base) {

@@ -15,10 +15,7 @@ const char* const kTotal = "ALL";
 
 bool writeTable(const TidyTable& table, const std::string& fileName, const std::string& what) {
     std::cout << what << fileName << "\n";
-    std::string error;
-    if (table.write(fileName, &error)) return true;
-    std::cout << error << std::endl;
-    return false;
+    return table.write(fileName);
 }
 
 // The singlepoint analyses that ran, under the names the tables give them.

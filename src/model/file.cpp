@@ -1,5 +1,10 @@
 #include "model/file.h"
 
+#include <sys/stat.h>
+
+#include <cstdio>
+#include <iostream>
+
 File::~File() {
     closeFile("read");
     closeFile("write");
@@ -11,6 +16,7 @@ bool File::openFile(const std::string& name, const std::string& mode) {
         return isOpen("read");
     }
     if (mode == "write") {
+        outputName = name;
         output.open(name, std::ios::out | std::ios::trunc);
         return isOpen("write");
     }
@@ -48,4 +54,22 @@ void File::getAllLinesInOStringStream() {
 
 void File::addAllLinesFromOStringStream() {
     if (output.is_open()) output << text.str();
+}
+
+bool File::openForWriting(const std::string& name) {
+    if (openFile(name, "write")) return true;
+    std::cout << "Error: Unable to open " << name << " for writing!" << std::endl;
+    return false;
+}
+
+bool File::writeTextAndClose() {
+    if (!output.is_open()) return false;
+    output << text.str();
+    output.close();  // flushes: a full disk shows here at the latest
+    if (!output.fail()) return true;
+    std::cout << "Error: Unable to write " << outputName << std::endl;
+    // Only a regular file is removed: a device standing in the file's place is left alone.
+    struct stat status;
+    if (stat(outputName.c_str(), &status) == 0 && S_ISREG(status.st_mode)) std::remove(outputName.c_str());
+    return false;
 }

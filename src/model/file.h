@@ -20,10 +20,17 @@ public:
     std::string getLine();
     void getAllLinesInOStringStream();
     void addAllLinesFromOStringStream();
+    // Writes the buffer to the output file and closes it. On failure (a full disk, an I/O
+    // error) prints "Error: Unable to write" and the name, removes the partial file and
+    // returns false: a report is written whole or not at all.
+    bool writeTextAndClose();
+    // Opens the output file; on failure prints "Error: Unable to open <name> for writing!".
+    bool openForWriting(const std::string& name);
 
     std::stringstream text;
 
 private:
     std::ifstream input;
     std::ofstream output;
+    std::string outputName;
 };

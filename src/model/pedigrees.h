@@ -123,6 +123,7 @@ public:
     int readOnlyMarkersFile(const std::string& fileName);
     int readModelFile(const std::string& fileName);
     int readLocusFile(const std::string& fileName);
+    bool locusFileMatchesData(const std::string& fileName) const;
     std::string getOrigPedigreeID(const std::string& pedigreeId) const;
     std::string getNewPedigreeID(const std::string& originalPedigreeId) const;
     std::string getNewPersonID(const std::string& originalPedigreeId,
@@ -169,7 +170,7 @@ public:
     // Writes the statistics files (output prefix + "_" + fixed names): allele frequencies of
     // the input and of its HRR, TDT and sib-pair sets, pedigree and marker statistics,
     // genotype tables, and the sizes of the derived sets per marker.
-    void writeStatistics();
+    bool writeStatistics();  // false when a file could not be written whole
     // The fraction of persons typed at a marker.
     double getPercentGenotyped(const std::string& markerIndex) const;
 
@@ -214,6 +215,7 @@ private:
     int markerCount = 0;
     int pedigreeFileRead = 0;
     bool converted = false;
+    int slinkColumns = 0;  // SLINK tail columns of the pedigree file's lines (0 or 6)
     std::vector<std::string> phenotypeNames;
     std::vector<std::string> onlyMarkers;
     bool mendelianErrorFound = false;
@@ -247,11 +249,11 @@ private:
         std::vector<std::vector<int>> pedigreeCounts;  // per marker: HRR, TDT, sib pairs
     };
     DerivedSetStatistics collectDerivedSetStatistics();
-    void writeFrequenciesFile(const std::string& fileName) const;
-    void writeDerivedFrequenciesFile(const std::string& fileName, const std::string& sections) const;
-    void writePedigreeStatistics(const std::string& fileName) const;
-    void writeGenotypeStatistics(const std::string& fileName);
-    void writeNumberOfHrrTdtSibpairPeds(const std::string& fileName, const DerivedSetStatistics& statistics) const;
+    bool writeFrequenciesFile(const std::string& fileName) const;
+    bool writeDerivedFrequenciesFile(const std::string& fileName, const std::string& sections) const;
+    bool writePedigreeStatistics(const std::string& fileName) const;
+    bool writeGenotypeStatistics(const std::string& fileName);
+    bool writeNumberOfHrrTdtSibpairPeds(const std::string& fileName, const DerivedSetStatistics& statistics) const;
 
     friend class PedigreesTestAccess;
 };

@@ -1,8 +1,10 @@
 #pragma once
 // String-keyed intrusive red-black tree holding every collection of records.
 // Keys compare byte by byte ("10" sorts before "2"). Every leaf position holds its own
-// nil element (key "NIL"); a tree owns its elements, its nil leaves and the sentinel
-// parent of the root. Walks are done by callers through the left and right links.
+// nil element; a tree owns its elements, its nil leaves and the sentinel parent of the
+// root. Walks are done by callers through the left and right links. A nil leaf is known by
+// a mark the tree sets when it makes the leaf, not by its key: identifiers are arbitrary
+// strings, so an element keyed "NIL" is an element like any other.
 
 #include <string>
 #include <string_view>
@@ -24,9 +26,7 @@ public:
     Object(const Object&) = delete;
     Object& operator=(const Object&) = delete;
 
-    // Tested on every step of every walk, where most keys have three characters too:
-    // compared character by character, inline, rather than through a memcmp call.
-    bool isNil() const { return key.size() == 3 && key[0] == 'N' && key[1] == 'I' && key[2] == 'L'; }
+    bool isNil() const { return nilLeaf; }
 
     std::string key;
     std::string colour;
@@ -36,12 +36,17 @@ public:
     bool grey = false;
     bool blue = false;
     bool red = false;
+
+private:
+    template <class>
+    friend class RBTree;
+    bool nilLeaf = false;  // set only by the tree on the leaves it makes
 };
 
 template <class T>
 class RBTree {
 public:
-    RBTree(T* nil, std::string treeName) : name(std::move(treeName)), root(nil) {}
+    RBTree(T* nil, std::string treeName) : name(std::move(treeName)), root(nil) { root->nilLeaf = true; }
     ~RBTree() {
         delete root;
         delete rootParent;
@@ -106,6 +111,7 @@ public:
 private:
     static T* newNil() {
         T* nil = new T();
+        nil->nilLeaf = true;
         paint(nil, "black");
         return nil;
     }

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <iostream>
 #include <stdexcept>
 
 TidyTable::TidyTable(std::vector<std::string> columnNames) : columns(std::move(columnNames)) {}
@@ -35,14 +36,14 @@ static void appendLine(std::string& text, const std::vector<std::string>& fields
     text += '\n';
 }
 
-bool TidyTable::write(const std::string& fileName, std::string* error) const {
+bool TidyTable::write(const std::string& fileName) const {
     std::string text;
     appendLine(text, columns);
     for (const auto& row : rows) appendLine(text, row);
 
     std::FILE* file = std::fopen(fileName.c_str(), "w");
     if (!file) {
-        *error = "Error: Unable to open " + fileName + " for writing: " + std::strerror(errno);
+        std::cout << "Error: Unable to open " << fileName << " for writing: " << std::strerror(errno) << std::endl;
         return false;
     }
     bool written = std::fwrite(text.data(), 1, text.size(), file) == text.size();
@@ -55,7 +56,7 @@ bool TidyTable::write(const std::string& fileName, std::string* error) const {
         // Only a regular file is removed: a device standing in the file's place is left alone.
         struct stat status;
         if (stat(fileName.c_str(), &status) == 0 && S_ISREG(status.st_mode)) std::remove(fileName.c_str());
-        *error = "Error: Unable to write " + fileName + ": " + std::strerror(writeErrno);
+        std::cout << "Error: Unable to write " << fileName << ": " << std::strerror(writeErrno) << std::endl;
     }
     return written;
 }

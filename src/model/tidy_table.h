@@ -17,9 +17,9 @@ public:
     static std::string number(long value);
     static const char* missing() { return "NA"; }
 
-    // Writes the whole table; on failure removes what was written, sets *error to a
-    // message naming the file and returns false.
-    bool write(const std::string& fileName, std::string* error) const;
+    // Writes the whole table. On failure prints "Error: Unable to ..." with the file's name
+    // and the reason, removes what was written and returns false.
+    bool write(const std::string& fileName) const;
 
     std::size_t rowCount() const { return rows.size(); }
 

@@ -119,8 +119,8 @@ PedigreeLoad Pedigrees::getFastlinkLoad(const Pedigree* pedigree,
 
 int Pedigrees::getFastlinkLiabilityClasses(const Locus* trait) const {
     const int classes = std::max(1, trait->getNumberOfLiabClasses());
-    if (classes == 1) return 1;
     if (!liabilityColumn) {
+        if (classes == 1) return 1;
         std::cout << "Error: The trait model has " << classes
                   << " liability classes, but the pedigree file has no liability class column (--liab)" << std::endl;
         return 0;
@@ -145,6 +145,7 @@ int Pedigrees::getFastlinkLiabilityClasses(const Locus* trait) const {
         });
     });
     if (!valid) return 0;
+    if (classes == 1) return 1;  // every person's class is the one: the status goes alone
     if (withoutClass > 0)
         std::cout << "Warning: " << withoutClass
                   << " persons have no liability class; their trait status is analysed as unknown" << std::endl;

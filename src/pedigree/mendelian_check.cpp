@@ -4,6 +4,8 @@
 
 #include <fstream>
 #include <iostream>
+#include <string>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -116,12 +118,21 @@ public:
     void pedigreeCheckMendelianErrors(const Pedigree* pedigree) {
         std::vector<const Person*> persons;
         pedigree->getPersonTree()->forEach([&](const Person* person) { persons.push_back(person); });
-        for (const Person* person : persons) personCheckMendelianErrors(pedigree, persons, person);
+        // Full sibships, each in tree order, found once for the pedigree rather than by a
+        // scan of the pedigree for every child.
+        sibships.clear();
+        for (const Person* person : persons)
+            if (person->getFatherId() != "0" && person->getMotherId() != "0")
+                sibships[sibshipKey(person)].push_back(person);
+        for (const Person* person : persons) personCheckMendelianErrors(pedigree, person);
     }
 
 private:
-    void personCheckMendelianErrors(const Pedigree* pedigree, const std::vector<const Person*>& persons,
-                                    const Person* person) {
+    static std::string sibshipKey(const Person* person) {
+        return person->getFatherId() + '\0' + person->getMotherId();
+    }
+
+    void personCheckMendelianErrors(const Pedigree* pedigree, const Person* person) {
         if (person->getFatherId() == "0" || person->getMotherId() == "0") return;
         father = pedigree->getPerson(person->getFatherId());
         mother = pedigree->getPerson(person->getMotherId());
@@ -132,12 +143,10 @@ private:
         // Full siblings: same father id and mother id, in tree order.
         siblings.clear();
         siblingCursors.clear();
-        for (const Person* other : persons) {
-            if (other->getPersonId() != child->getPersonId() && other->getFatherId() == child->getFatherId() &&
-                other->getMotherId() == child->getMotherId()) {
-                siblings.push_back(other);
-                siblingCursors.emplace_back(other);
-            }
+        for (const Person* other : sibships[sibshipKey(child)]) {
+            if (other == child) continue;
+            siblings.push_back(other);
+            siblingCursors.emplace_back(other);
         }
         GenotypeCursor fatherCursor(father);
         GenotypeCursor motherCursor(mother);
@@ -297,6 +306,7 @@ private:
     const Person* father = nullptr;
     const Person* mother = nullptr;
     const Marker* marker = nullptr;
+    std::unordered_map<std::string, std::vector<const Person*>> sibships;
     std::vector<const Person*> siblings;
     std::vector<GenotypeCursor> siblingCursors;
 

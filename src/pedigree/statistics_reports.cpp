@@ -28,17 +28,6 @@ std::string fixed(double value, int decimals) {
 // A chi-square value, or "NaN" when undefined (a genotype expected 0 times).
 std::string chiSquareText(double value) { return value < 0.0 ? "NaN" : fixed(value, 5); }
 
-bool openForWriting(File& file, const std::string& fileName) {
-    if (file.openFile(fileName, "write")) return true;
-    std::cout << "Error: Unable to open " << fileName << " for writing!" << std::endl;
-    return false;
-}
-
-void writeAndClose(File& file) {
-    file.addAllLinesFromOStringStream();
-    file.closeFile("write");
-}
-
 }  // namespace
 
 std::string alleleFrequencySection(const std::string& markerName, const MarkerInfo* entry,
@@ -68,28 +57,28 @@ std::string alleleFrequencySection(const std::string& markerName, const MarkerIn
     return out.str();
 }
 
-void Pedigrees::writeStatistics() {
+bool Pedigrees::writeStatistics() {
     const std::string base = outputPrefix + "_";
-    writeFrequenciesFile(base + "markerinfo_statistics.info");
+    if (!writeFrequenciesFile(base + "markerinfo_statistics.info")) return false;
     const DerivedSetStatistics derived = collectDerivedSetStatistics();
-    writeDerivedFrequenciesFile(base + "hrr_markerinfo_statistics.info", derived.hrrSections);
-    writeDerivedFrequenciesFile(base + "tdt_markerinfo_statistics.info", derived.tdtSections);
-    writeDerivedFrequenciesFile(base + "sib_pair_markerinfo_statistics.info", derived.sibPairSections);
-    writePedigreeStatistics(base + "pedigree_statistics.info");
-    writeGenotypeStatistics(base + "genotype_statistics.info");
-    writeNumberOfHrrTdtSibpairPeds(base + "number_of_hrr_tdt_sibpair_peds.info", derived);
+    return writeDerivedFrequenciesFile(base + "hrr_markerinfo_statistics.info", derived.hrrSections) &&
+           writeDerivedFrequenciesFile(base + "tdt_markerinfo_statistics.info", derived.tdtSections) &&
+           writeDerivedFrequenciesFile(base + "sib_pair_markerinfo_statistics.info", derived.sibPairSections) &&
+           writePedigreeStatistics(base + "pedigree_statistics.info") &&
+           writeGenotypeStatistics(base + "genotype_statistics.info") &&
+           writeNumberOfHrrTdtSibpairPeds(base + "number_of_hrr_tdt_sibpair_peds.info", derived);
 }
 
-void Pedigrees::writeFrequenciesFile(const std::string& fileName) const {
+bool Pedigrees::writeFrequenciesFile(const std::string& fileName) const {
     File file;
-    if (!openForWriting(file, fileName)) return;
+    if (!file.openForWriting(fileName)) return false;
     file.text << getCommonHeader();
     // Catalogue order: the keys are compared as text ("10" before "2").
     markerInfo->forEach([&](const MarkerInfo* entry) {
         Marker* mapMarker = markerMap->getMarker(entry->getMarkerIndex());
         if (mapMarker) file.text << alleleFrequencySection(mapMarker->getName(), entry, "");
     });
-    writeAndClose(file);
+    return file.writeTextAndClose();
 }
 
 double Pedigrees::getPercentGenotyped(const std::string& markerIndex) const {
@@ -122,9 +111,9 @@ Group groupOf(const Person* person, const std::string& phenotypeName) {
 
 }  // namespace
 
-void Pedigrees::writePedigreeStatistics(const std::string& fileName) const {
+bool Pedigrees::writePedigreeStatistics(const std::string& fileName) const {
     File file;
-    if (!openForWriting(file, fileName)) return;
+    if (!file.openForWriting(fileName)) return false;
     std::ostream& out = file.text;
     const int persons = getPedigreePersonCount();
     out << getCommonHeader() << "Pedigree Statistics\n" << std::string(25, '=') << "\n"
@@ -154,8 +143,7 @@ void Pedigrees::writePedigreeStatistics(const std::string& fileName) const {
     }
     out << "\n\n";
     if (phenotypeNames.empty()) {
-        writeAndClose(file);
-        return;
+        return file.writeTextAndClose();
     }
 
     // countPhenotypedDistribution: persons per group of every phenotype.
@@ -172,8 +160,7 @@ void Pedigrees::writePedigreeStatistics(const std::string& fileName) const {
             << fixed(percentage(counts[unknown], persons), 2) << "\n";
     }
     if (markerCount == 0) {
-        writeAndClose(file);
-        return;
+        return file.writeTextAndClose();
     }
 
     // countGenotypedPhenotypeStates: the share of each group typed at each marker.
@@ -199,12 +186,12 @@ void Pedigrees::writePedigreeStatistics(const std::string& fileName) const {
             out << "\n";
         }
     }
-    writeAndClose(file);
+    return file.writeTextAndClose();
 }
 
-void Pedigrees::writeGenotypeStatistics(const std::string& fileName) {
+bool Pedigrees::writeGenotypeStatistics(const std::string& fileName) {
     File file;
-    if (!openForWriting(file, fileName)) return;
+    if (!file.openForWriting(fileName)) return false;
     std::ostream& out = file.text;
     out << getCommonHeader() << std::right;
     for (int i = 0; i < markerCount; ++i) {
@@ -243,5 +230,5 @@ void Pedigrees::writeGenotypeStatistics(const std::string& fileName) {
         out << std::setw(19) << "Chi-squared p-value" << std::setw(16) << pValueText(entry->getChi2Count(kAll))
             << std::setw(15) << pValueText(entry->getChi2Count(kFounders)) << "\n\n";
     }
-    writeAndClose(file);
+    return file.writeTextAndClose();
 }

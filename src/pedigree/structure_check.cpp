@@ -2,6 +2,7 @@
 // parent references resolving to persons of the right sex, and the search for marriage or
 // consanguinity loops that the linkage runs must break before FASTLINK sees the pedigree.
 
+#include <cstdint>
 #include <fstream>
 #include <iostream>
 #include <unordered_map>
@@ -101,107 +102,60 @@ void personCheckFamilies(const FamilyIndex& family, const Person* person, std::o
     }
 }
 
-// Loop search from each founder in turn: descend to children, across to partners and their
-// other children, and up to the partners' parents; meeting a person already visited (blue)
-// from a founder's walk means the pedigree holds a marriage or consanguinity loop.
-class LoopSearch {
+// Disjoint sets of graph nodes, joined edge by edge: an edge between two nodes already in
+// one set closes a cycle.
+class DisjointSets {
 public:
-    LoopSearch(const FamilyIndex& family, bool& loopInPedigree, bool& loopsFound)
-        : family(family), loopInPedigree(loopInPedigree), loopsFound(loopsFound) {}
-
-    void findPedigreeLoops() {
-        for (Person* founder : family.all()) {
-            if (loopInPedigree) return;
-            if (!founder->isFounder()) continue;
-            resetBlueColors();
-            founder->blue = true;
-            findEveryChildForFounderOrPerson(founder);
-        }
+    explicit DisjointSets(size_t n) : parent(n) {
+        for (size_t i = 0; i < n; ++i) parent[i] = i;
     }
-
-private:
-    void resetBlueColors() {
-        for (Person* person : family.all()) person->blue = false;
+    size_t add() {
+        parent.push_back(parent.size());
+        return parent.size() - 1;
     }
-
-    void loopFound() {
-        std::cout << "(Atleast one marrige or consanguinty loop found from the pedigree " << family.id() << ")"
-                  << std::endl;
-        loopInPedigree = true;
-        loopsFound = true;
-    }
-
-    // Marks a person reached from a second side: false (and the loop reported) when already blue.
-    bool markBlue(Person* person) {
-        if (person->blue) {
-            loopFound();
-            return false;
-        }
-        person->blue = true;
+    // Joins the sets of a and b; false when they were one set already.
+    bool join(size_t a, size_t b) {
+        a = root(a);
+        b = root(b);
+        if (a == b) return false;
+        parent[a] = b;
         return true;
     }
 
-    // Visit(P)
-    void findEveryChildForFounderOrPerson(Person* parent) {
-        for (Person* child : family.childrenOf(parent)) {
-            if (loopInPedigree || !markBlue(child)) return;
-            findEveryChildForFounderOrPerson(child);
-            if (loopInPedigree) return;
-            findPartner(parent, child);
-        }
+private:
+    size_t root(size_t x) {
+        while (parent[x] != x) x = parent[x] = parent[parent[x]];  // path halving
+        return x;
     }
-
-    // Partner(P, K): the other parent of K.
-    void findPartner(const Person* parent, const Person* child) {
-        if (loopInPedigree) return;
-        Person* partner = nullptr;
-        if (child->getMotherId() == parent->getPersonId()) partner = family.find(child->getFatherId());
-        else if (child->getFatherId() == parent->getPersonId()) partner = family.find(child->getMotherId());
-        if (!partner || partner->blue) return;
-        partner->blue = true;
-        findEveryChildForPartner(partner, parent);
-        if (!loopInPedigree) findEveryChildForPartnersParents(partner);
-    }
-
-    // OtherChildren(Q, P): Q's children with someone other than P.
-    void findEveryChildForPartner(Person* partner, const Person* parent) {
-        const std::string& parentId = parent->getPersonId();
-        for (Person* child : family.childrenOf(partner)) {
-            if (loopInPedigree) return;
-            if (child->getMotherId() == parentId || child->getFatherId() == parentId) continue;
-            if (!markBlue(child)) return;
-            findEveryChildForFounderOrPerson(child);
-            if (loopInPedigree) return;
-            findPartner(partner, child);
-        }
-    }
-
-    // PartnersParents(Q): the father's side when he is in the pedigree, else the mother's.
-    void findEveryChildForPartnersParents(Person* partner) {
-        if (Person* father = family.find(partner->getFatherId())) {
-            if (father->blue) return;
-            father->blue = true;
-            findEveryChildForParentAndChild(father, partner);
-        } else if (Person* mother = family.find(partner->getMotherId()); mother && !mother->blue) {
-            mother->blue = true;
-            findEveryChildForParentAndChild(mother, partner);
-        }
-    }
-
-    // ChildrenOf(G, Q): G's children other than Q.
-    void findEveryChildForParentAndChild(const Person* grandparent, const Person* partner) {
-        for (Person* child : family.childrenOf(grandparent)) {
-            if (loopInPedigree) return;
-            if (child == partner) continue;
-            if (!markBlue(child)) return;
-            findEveryChildForFounderOrPerson(child);
-        }
-    }
-
-    const FamilyIndex& family;
-    bool& loopInPedigree;
-    bool& loopsFound;
+    std::vector<size_t> parent;
 };
+
+// A marriage or consanguinity loop is a cycle in the marriage graph: its nodes are the
+// persons and the parent couples, with an edge from each parent to the couple and from the
+// couple to each of its children. One pass over the persons builds the graph's edges into
+// disjoint sets, so a pedigree of n persons is searched in about n steps.
+bool hasMarriageLoop(const FamilyIndex& family) {
+    const std::vector<Person*>& persons = family.all();
+    std::unordered_map<const Person*, size_t> node;
+    node.reserve(persons.size());
+    for (size_t i = 0; i < persons.size(); ++i) node.emplace(persons[i], i);
+    DisjointSets sets(persons.size());
+    std::unordered_map<std::uint64_t, size_t> coupleNode;
+    for (const Person* child : persons) {
+        if (child->isFounder()) continue;
+        const Person* father = family.find(child->getFatherId());
+        const Person* mother = family.find(child->getMotherId());
+        if (!father || !mother) continue;  // reported by the per-person checks
+        const size_t f = node.at(father), m = node.at(mother);
+        const auto couple = coupleNode.emplace((static_cast<std::uint64_t>(f) << 32) | m, 0);
+        if (couple.second) {
+            couple.first->second = sets.add();
+            if (!sets.join(f, couple.first->second) || !sets.join(m, couple.first->second)) return true;
+        }
+        if (!sets.join(node.at(child), couple.first->second)) return true;
+    }
+    return false;
+}
 
 }  // namespace
 
@@ -229,9 +183,13 @@ bool Pedigrees::checkFamilies() {
             }
             for (const Person* person : family.all())
                 personCheckFamilies(family, person, familyErrorReport, personErrors);
-            loopInPedigree = false;
-            LoopSearch(family, loopInPedigree, loopsFound).findPedigreeLoops();
-            if (loopInPedigree) pedigreesWithLoops.insert(family.id());
+            loopInPedigree = hasMarriageLoop(family);
+            if (loopInPedigree) {
+                std::cout << "(Atleast one marrige or consanguinty loop found from the pedigree " << family.id()
+                          << ")" << std::endl;
+                loopsFound = true;
+                pedigreesWithLoops.insert(family.id());
+            }
         });
     }
 

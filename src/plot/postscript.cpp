@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstdio>
+#include <iostream>
 #include <ostream>
 
 #include "driver/utilities.h"
@@ -289,7 +290,7 @@ void PostScript::addPostScriptPage(PostScriptPage* page) { pages.push_back(page)
 bool PostScript::openFile(const std::string& fileName) {
     delete file;
     file = new File();
-    return file->openFile(fileName, "write");
+    return file->openForWriting(fileName);
 }
 
 bool PostScript::writeCurvePagesIntoPostScriptFileCorrectly(const std::string& fileName) {
@@ -310,9 +311,7 @@ bool PostScript::writeCurvePages(const std::string& fileName, bool multipoint) {
     writePrologue(out, pages.size());
     for (std::size_t p = 0; p < pages.size(); ++p)
         writeCurvePage(out, *pages[p], static_cast<int>(p) + 1, multipoint, tickFontSize);
-    file->addAllLinesFromOStringStream();
-    file->closeFile("write");
-    return true;
+    return file->writeTextAndClose();
 }
 
 bool PostScript::writeHistogramPagesIntoPostScriptFile(const std::string& fileName) {
@@ -323,8 +322,6 @@ bool PostScript::writeHistogramPagesIntoPostScriptFile(const std::string& fileNa
         if (page.barCount > 0 && page.barCount == static_cast<int>(page.names.size()))
             writeHistogramPage(file->text, *pages[p], static_cast<int>(p) + 1, labelFontSize, tickFontSize);
     }
-    file->addAllLinesFromOStringStream();
-    file->closeFile("write");
-    return true;
+    return file->writeTextAndClose();
 }
 

@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <fstream>
+#include <iostream>
 #include <iterator>
 #include <limits>
 #include <set>
-#include <sstream>
 
+#include "model/file.h"
 #include "plot/postscript.h"
 
 namespace {
@@ -310,18 +310,11 @@ void writePage(std::ostream& out, const ScanPanel& panel, int number, const std:
 }  // namespace
 
 bool writeScanFigure(const std::string& fileName, const std::vector<ScanPanel>& panels, const std::string& subtitle) {
-    std::ostringstream out;
+    File file;
+    if (!file.openForWriting(fileName)) return false;
+    std::ostream& out = file.text;
     writeProlog(out, panels.size());
     for (std::size_t p = 0; p < panels.size(); ++p) writePage(out, panels[p], static_cast<int>(p) + 1, subtitle);
     out << "%%EOF\n";
-
-    std::ofstream file(fileName, std::ios::binary | std::ios::trunc);
-    if (!file) return false;
-    file << out.str();
-    file.close();
-    if (file.fail()) {
-        std::remove(fileName.c_str());
-        return false;
-    }
-    return true;
+    return file.writeTextAndClose();
 }

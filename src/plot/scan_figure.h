@@ -40,5 +40,6 @@ struct ScanPanel {
     std::vector<ScanPoint> multipoint;
 };
 
-// Writes every panel as one page. False when the file cannot be written.
+// Writes every panel as one page. False, with the message printed, when the file cannot be
+// written whole.
 bool writeScanFigure(const std::string& fileName, const std::vector<ScanPanel>& panels, const std::string& subtitle);

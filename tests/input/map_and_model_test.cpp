@@ -51,7 +51,8 @@ TEST(MarkerMapFile, HeaderChoosesTheFunctionDistancesAreSignedFaultsAreNamed) {
                     {"c haldane n\n1 1 A\n2 4.0\n", "Marker name is missing\n"},
                     {"c haldane n\n1 1 A\n1 2 B\n1 3 C\n1 4 B\n", "Duplicate marker at line: 4 markername: B\n"},
                     {"\n  \n", "Map file " + name + " is empty\n"},
-                    {"c haldane\n1 1 A\n", "Map file " + name + " has a header line with fewer than three fields\n"}},
+                    {"c haldane\n1 1 A\n", "Map file " + name + " line 1: the header must hold exactly three fields "
+                                             "(such as \"CHROMOSOME HALDANE POSITION\"), found 2: c haldane\n"}},
                    [&](const std::string& content) {
                        MarkerMap failing;
                        return read(failing, content);

@@ -94,3 +94,19 @@ TEST(RBTree, InvariantsAndOwnershipAfterManyInserts) {
     }
     EXPECT_EQ(Item::alive, 0);
 }
+
+TEST(RBTree, AnElementKeyedNilIsAnElementLikeAnyOther) {
+    RBTree<Item> tree(new Item(), "ids");
+    for (const char* key : {"NIL", "B", "NIL", "A", "Z", "NILS"}) {
+        auto* item = new Item(key);
+        if (!tree.insert(item)) delete item;  // the second "NIL" is a duplicate
+    }
+    EXPECT_EQ(tree.getCount(), 5);
+    ASSERT_NE(tree.find("NIL"), nullptr);
+    EXPECT_EQ(tree.find("NIL")->key, "NIL");
+    EXPECT_FALSE(tree.find("NIL")->isNil());
+    EXPECT_EQ(inOrder(tree), (std::vector<std::string>{"A", "B", "NIL", "NILS", "Z"}));
+    std::string problem;
+    blackHeight(tree.getRoot(), &problem);
+    EXPECT_EQ(problem, "");
+}

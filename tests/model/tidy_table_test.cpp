@@ -24,12 +24,13 @@ TEST(TidyTable, WritesHeaderAndRowsTabSeparatedAndRefusesRowsOfTheWrongWidth) {
     EXPECT_THROW(table.addRow({"M2"}), std::logic_error);
 
     testing_support::ScratchDir dir;
-    std::string name = dir.path() + "/t.tsv", error;
-    ASSERT_TRUE(table.write(name, &error)) << error;
+    const std::string name = dir.path() + "/t.tsv";
+    ASSERT_TRUE(table.write(name));
     EXPECT_EQ(testing_support::readWholeFile(name), "marker\tlod\nM1\t0.5\n");
 
-    EXPECT_FALSE(table.write(dir.path() + "/missing/t.tsv", &error));
-    EXPECT_NE(error.find(dir.path() + "/missing/t.tsv"), std::string::npos) << error;
+    const std::string message =
+        testing_support::captureOutput([&] { EXPECT_FALSE(table.write(dir.path() + "/missing/t.tsv")); });
+    EXPECT_NE(message.find("Error: Unable to open " + dir.path() + "/missing/t.tsv"), std::string::npos) << message;
 }
 
 TEST(TidyTable, AFullDiskIsReportedAndTheDeviceStandingInForTheFileIsLeftAlone) {
@@ -37,9 +38,8 @@ TEST(TidyTable, AFullDiskIsReportedAndTheDeviceStandingInForTheFileIsLeftAlone) 
     if (stat("/dev/full", &before) != 0) GTEST_SKIP() << "no /dev/full";
     TidyTable table({"a"});
     table.addRow({std::string(1 << 16, 'x')});
-    std::string error;
-    EXPECT_FALSE(table.write("/dev/full", &error));
-    EXPECT_NE(error.find("Unable to write /dev/full"), std::string::npos) << error;
+    const std::string message = testing_support::captureOutput([&] { EXPECT_FALSE(table.write("/dev/full")); });
+    EXPECT_NE(message.find("Error: Unable to write /dev/full"), std::string::npos) << message;
     struct stat after;
     EXPECT_EQ(stat("/dev/full", &after), 0);
 }

@@ -87,10 +87,11 @@ TEST(PedigreeFileWriter, LoadsAndLocusAlleleNumbers) {
     // With the user's locus file the names are the locus alleles: 104 is none of its three.
     dir.write("user.dat", "4 0 0 5\n0 0.0 0.0 0\n1 2 3 4\n1 2\n0.99 0.01\n1\n0.01 0.9 0.9\n3 3\n0.3 0.3 0.4\n"
                           "3 2\n0.5 0.5\n3 2\n0.5 0.5\n0 0\n0.5 0.1 0.1\n1 0.1 0.45\n");
-    captureOutput([&] { ASSERT_TRUE(collection.readLocusFile("user.dat")); });
-    EXPECT_EQ(captureOutput([&] { EXPECT_FALSE(collection.getLocusAlleleNumbers("0", 3, numbers)); }),
-              "Error: Marker D1S1 has allele 104 in the pedigree file, which its locus in the LINKAGE locus file "
-              "does not define (alleles 1 to 3)\n");
+    // The locus file is refused while it is read, naming the marker, the allele and the locus.
+    EXPECT_TRUE(contains(captureOutput([&] { EXPECT_FALSE(collection.readLocusFile("user.dat")); }),
+                         "Error: Marker D1S1 has allele 104 in the pedigree file, which its locus in the LINKAGE "
+                         "locus file does not define (alleles 1 to 3)\nError: Locus file user.dat: locus 2, for "
+                         "marker D1S1, has 3 allele(s), fewer than the data hold\n"));
 }
 
 TEST(LocusModel, LociFractionsAndFrequencyTypes) {
