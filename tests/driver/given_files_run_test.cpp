@@ -97,6 +97,20 @@ TEST(ReportFiles, AReportThatCannotBeWrittenFailsTheRun) {
                          {args({"-k", "model.txt", "--singlepoint", "--prefix", "sub/z"}),
                           "Error: Unable to open sub/z_singlepoint.out for writing!\n"},
                      });
+    // The statistics files, the TDT table, the LOD table and the scan figure alike.
+    ASSERT_EQ(symlink("/dev/full", dir.file("st_pedigree_statistics.info").c_str()), 0);
+    for (const char* name : {"t_tdt.tsv", "l_lod.tsv", "f_scan.ps"}) ASSERT_EQ(mkdir(dir.file(name).c_str(), 0755), 0);
+    expectStops(dir, {
+                         {args({"-k", "model.txt", "--tdt", "--stats", "--prefix", "st"}),
+                          "Error: Unable to write st_pedigree_statistics.info\n"},
+                         {args({"-k", "model.txt", "--tdt", "--prefix", "t"}),
+                          "Error: Unable to open t_tdt.tsv for writing: Is a directory\n"},
+                         {args({"-k", "model.txt", "--singlepoint", "--prefix", "l"}),
+                          "Error: Unable to open l_lod.tsv for writing: Is a directory\n"},
+                         {args({"-k", "model.txt", "--singlepoint", "--prefix", "f"}),
+                          "Error: Unable to open f_scan.ps for writing!\n"},
+                     });
+    EXPECT_FALSE(dir.exists("st_genotype_statistics.info"));  // the files after the failed one are not begun
     struct stat device;
     ASSERT_EQ(stat("/dev/full", &device), 0);
     EXPECT_TRUE(S_ISCHR(device.st_mode));
