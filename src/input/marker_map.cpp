@@ -128,6 +128,10 @@ double MarkerMap::getGeneticDistanceBetween(const std::string& name1, const std:
 }
 
 double MarkerMap::getRecombinationFractionBetweenWithIndex(const std::string& index1, const std::string& index2) {
+    const Marker* marker1 = getMarker(index1);
+    const Marker* marker2 = getMarker(index2);
+    // Positions are measured along each chromosome; markers on two chromosomes are unlinked.
+    if (marker1 && marker2 && marker1->getChromosome() != marker2->getChromosome()) return 0.5;
     const double d = getGeneticDistanceBetween(getMarkerName(index1), getMarkerName(index2));
     if (isHaldane()) return HaldaneCentiMorganToRecombinationFraction(d);
     return KosambiCentiMorganToRecombinationFraction(d);

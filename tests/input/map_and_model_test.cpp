@@ -1,5 +1,7 @@
 // Map functions, the marker map file and the disease model file.
 
+#include <cmath>
+
 #include "input/linkage_locus_file.h"
 #include "input/marker_map.h"
 #include "input/model.h"
@@ -46,6 +48,14 @@ TEST(MarkerMapFile, HeaderChoosesTheFunctionDistancesAreSignedFaultsAreNamed) {
     EXPECT_EQ(map.getMarkerName("1"), "B");
     EXPECT_DOUBLE_EQ(map.getGeneticDistanceBetween("A", "B"), -5.5);
     EXPECT_DOUBLE_EQ(map.getGeneticDistanceBetween("B", "A"), 5.5);
+
+    // Markers on different chromosomes are unlinked, whichever of their positions is larger.
+    MarkerMap genome;
+    ASSERT_EQ(read(genome, "CHR HALDANE POS\n1 40.0 A\n2 10.0 B\n2 60.0 C\nX 70.0 D\n").result, 1);
+    EXPECT_EQ(genome.getRecombinationFractionBetweenWithIndex("0", "1"), 0.5);
+    EXPECT_EQ(genome.getRecombinationFractionBetweenWithIndex("0", "2"), 0.5);
+    EXPECT_EQ(genome.getRecombinationFractionBetweenWithIndex("2", "3"), 0.5);
+    EXPECT_NEAR(genome.getRecombinationFractionBetweenWithIndex("1", "2"), 0.5 * (1 - std::exp(-1.0)), 1e-12);
 
     expectFailures({{"c haldane n\n1 1 A\n2\n", "Map function is missing\n"},
                     {"c haldane n\n1 1 A\n2 4.0\n", "Marker name is missing\n"},
