@@ -2,7 +2,6 @@
 // typed parents, and, where a parent is untyped, the child's sibship against the alleles the
 // parents could have carried.
 
-#include <fstream>
 #include <iostream>
 #include <string>
 #include <unordered_map>
@@ -10,6 +9,7 @@
 #include <vector>
 
 #include "input/marker_map.h"
+#include "model/file.h"
 #include "model/pedigrees.h"
 #include "model/short_text.h"
 
@@ -331,9 +331,11 @@ bool Pedigrees::checkMendelianErrors() {
 
 bool Pedigrees::writeMendelianErrors(const std::string& fileName) {
     if (!checkMendelianErrors()) return false;
-    std::ofstream out(fileName, std::ios::out | std::ios::trunc);
-    if (out) out << mendelianErrorReport.str();
-    else std::cout << "Error: Unable to open " << fileName << " for writing!" << std::endl;
+    File out;
+    if (out.openForWriting(fileName)) {
+        out.text << mendelianErrorReport.str();
+        out.writeTextAndClose();
+    }
     mendelianErrorReport.str("");
     mendelianErrorReport.clear();
     return mendelianErrorFound;

@@ -3,11 +3,11 @@
 // consanguinity loops that the linkage runs must break before FASTLINK sees the pedigree.
 
 #include <cstdint>
-#include <fstream>
 #include <iostream>
 #include <unordered_map>
 #include <vector>
 
+#include "model/file.h"
 #include "model/pedigrees.h"
 
 namespace {
@@ -204,9 +204,11 @@ bool Pedigrees::hasLoop(const Pedigree* pedigree) const {
 
 bool Pedigrees::writeFamilyErrors(const std::string& fileName) {
     if (!checkFamilies()) return false;
-    std::ofstream out(fileName, std::ios::out | std::ios::trunc);
-    if (out) out << familyErrorReport.str();
-    else std::cout << "Error: Unable to open " << fileName << " for writing!" << std::endl;
+    File out;
+    if (out.openForWriting(fileName)) {
+        out.text << familyErrorReport.str();
+        out.writeTextAndClose();
+    }
     familyErrorReport.str("");
     familyErrorReport.clear();
     return true;
