@@ -48,6 +48,7 @@ std::string randomizedPText(double p) {
 }
 
 std::string theoreticalPText(double p) {
+    if (std::isnan(p)) return "NA";
     char text[32];
     std::snprintf(text, sizeof text, p < 1e-6 ? "%.6e" : "%.6f", p);
     return text;
@@ -307,6 +308,6 @@ void HrrMarker::Randomize() {
 
     alleleRandomizedP = alleleTest.exceedCount() / static_cast<double>(replicateCount);
     genotypeRandomizedP = genotypeTest.exceedCount() / static_cast<double>(replicateCount);
-    alleleTheoreticalP = chipr(alleleLRT, static_cast<int>(alleleNames.size()) - 1);
-    genotypeTheoreticalP = chipr(genotypeLRT, static_cast<int>(genotypeNames.size()) - 1);
+    alleleTheoreticalP = chipr(alleleLRT, getDegreesOfFreedom("allele"));
+    genotypeTheoreticalP = chipr(genotypeLRT, getDegreesOfFreedom("genotype"));
 }

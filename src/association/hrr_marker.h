@@ -16,7 +16,8 @@ bool reachesObservedStatistic(double statistic, double observed);
 // A randomised p-value as reports show it: 6 decimals, or, when no replicate reached the
 // observed statistic (p = 0), the bound "< 1e-05" (one over the number of replicates).
 std::string randomizedPText(double p);
-// A chi-square p-value as reports show it: 6 decimals, scientific notation below 1e-6.
+// A chi-square p-value as reports show it: 6 decimals, scientific notation below 1e-6, "NA"
+// when the test is undefined.
 std::string theoreticalPText(double p);
 // The value a randomised p-value stands for on a -log10 scale: p = 0 as its bound.
 double randomizedPBound(double p);

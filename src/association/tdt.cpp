@@ -161,7 +161,7 @@ int Tdt::run(const std::string& markerName, const std::string& phenotypeName) {
             std::cout << std::setw(20) << mapMarker->getName() << std::setw(8) << marker.getTrioCount()
                       << std::setw(15) << (best ? best->name : "-") << std::setw(15)
                       << (best ? theoreticalPText(best->pValue()) : "NA") << std::setw(15)
-                      << (std::isnan(marker.getGlobalPValue()) ? "NA" : theoreticalPText(marker.getGlobalPValue()))
+                      << theoreticalPText(marker.getGlobalPValue())
                       << "\n";
             counted.push_back(std::move(marker));
         }

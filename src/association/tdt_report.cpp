@@ -25,8 +25,6 @@ std::string valueText(double value) {
     return text.str();
 }
 
-std::string pText(double p) { return std::isnan(p) ? "NA" : theoreticalPText(p); }
-
 const char* const explanation =
     "Transmission/Disequilibrium Test\n"
     "================================\n"
@@ -48,11 +46,11 @@ void writeMarker(std::ostream& out, const std::string& name, const TdtMarker& ma
         << "U95" << "\n";
     for (const TdtAllele& a : marker.getAlleles())
         out << std::setw(13) << a.name << std::setw(8) << a.transmitted << std::setw(8) << a.untransmitted
-            << std::setw(13) << valueText(a.chiSquare()) << std::setw(15) << pText(a.pValue()) << std::setw(13)
+            << std::setw(13) << valueText(a.chiSquare()) << std::setw(15) << theoreticalPText(a.pValue()) << std::setw(13)
             << valueText(a.oddsRatio()) << std::setw(13) << valueText(a.lower95()) << std::setw(13)
             << valueText(a.upper95()) << "\n";
     out << "\nGlobal test         : " << valueText(marker.getGlobalStatistic()) << " on "
-        << marker.getGlobalDegreesOfFreedom() << " df, p = " << pText(marker.getGlobalPValue()) << "\n\n";
+        << marker.getGlobalDegreesOfFreedom() << " df, p = " << theoreticalPText(marker.getGlobalPValue()) << "\n\n";
 }
 
 }  // namespace

@@ -116,7 +116,6 @@ void writeMultipointSummary(std::ostream& out, const Linkmap& multipoint) {
 
 // Per phenotype and marker: the allele with the smallest TDT p-value and the global p-value.
 void writeTdtSummary(std::ostream& out, const Tdt& tdt, MarkerMap& map) {
-    auto pText = [](double p) { return std::isnan(p) ? std::string("NA") : theoreticalPText(p); };
     out << "\n\n" << "Transmission/disequilibrium test summary - results are p-values" << "\n";
     for (const std::string& phenotype : tdt.getPhenotypeNames()) {
         out << "Phenotype: " << phenotype << "\n";
@@ -128,10 +127,10 @@ void writeTdtSummary(std::ostream& out, const Tdt& tdt, MarkerMap& map) {
             out << std::setw(20) << map.getMarkerName(marker.getKey()) << std::setw(8) << marker.getTrioCount();
             if (best)
                 out << std::setw(15) << best->name << std::setw(8) << best->transmitted << std::setw(8)
-                    << best->untransmitted << std::setw(15) << pText(best->pValue());
+                    << best->untransmitted << std::setw(15) << theoreticalPText(best->pValue());
             else
                 out << std::setw(15) << "-" << std::setw(8) << "" << std::setw(8) << "" << std::setw(15) << "NA";
-            out << std::setw(15) << pText(marker.getGlobalPValue()) << std::setw(6)
+            out << std::setw(15) << theoreticalPText(marker.getGlobalPValue()) << std::setw(6)
                 << marker.getGlobalDegreesOfFreedom() << "\n";
         }
     }

@@ -429,7 +429,7 @@ bool Varkel::writeResults() {
         if (!writeScanFigureFile(s.outputPrefix + "_scan.ps", singlepoint, multipointResults, pedigrees)) return false;
         plots.push_back(s.outputPrefix + "_scan.ps");
     }
-    if (s.pdfPlots) convertPlotsToPdf(plots, s.verbose);
+    if (s.pdfPlots && !convertPlotsToPdf(plots, s.verbose)) return false;
 
     if (singlepoint || nuclear || hrr || tdt || (multipoint && multipoint->hasResults()))
         return writeSummaryFile(s.outputPrefix + "_summary");

@@ -52,10 +52,6 @@ void File::getAllLinesInOStringStream() {
     }
 }
 
-void File::addAllLinesFromOStringStream() {
-    if (output.is_open()) output << text.str();
-}
-
 bool File::openForWriting(const std::string& name) {
     if (openFile(name, "write")) return true;
     std::cout << "Error: Unable to open " << name << " for writing!" << std::endl;

@@ -19,7 +19,6 @@ public:
     void closeFile(const std::string& mode);
     std::string getLine();
     void getAllLinesInOStringStream();
-    void addAllLinesFromOStringStream();
     // Writes the buffer to the output file and closes it. On failure (a full disk, an I/O
     // error) prints "Error: Unable to write" and the name, removes the partial file and
     // returns false: a report is written whole or not at all.

@@ -1,13 +1,11 @@
 #include "model/tidy_table.h"
 
-#include <sys/stat.h>
-
-#include <cerrno>
 #include <cmath>
 #include <cstdio>
-#include <cstring>
-#include <iostream>
+#include <ostream>
 #include <stdexcept>
+
+#include "model/file.h"
 
 TidyTable::TidyTable(std::vector<std::string> columnNames) : columns(std::move(columnNames)) {}
 
@@ -28,35 +26,18 @@ std::string TidyTable::number(double value) {
 
 std::string TidyTable::number(long value) { return std::to_string(value); }
 
-static void appendLine(std::string& text, const std::vector<std::string>& fields) {
+static void writeLine(std::ostream& out, const std::vector<std::string>& fields) {
     for (std::size_t i = 0; i < fields.size(); ++i) {
-        if (i) text += '\t';
-        text += fields[i];
+        if (i) out << '\t';
+        out << fields[i];
     }
-    text += '\n';
+    out << '\n';
 }
 
 bool TidyTable::write(const std::string& fileName) const {
-    std::string text;
-    appendLine(text, columns);
-    for (const auto& row : rows) appendLine(text, row);
-
-    std::FILE* file = std::fopen(fileName.c_str(), "w");
-    if (!file) {
-        std::cout << "Error: Unable to open " << fileName << " for writing: " << std::strerror(errno) << std::endl;
-        return false;
-    }
-    bool written = std::fwrite(text.data(), 1, text.size(), file) == text.size();
-    int writeErrno = errno;
-    if (std::fclose(file) != 0 && written) {
-        written = false;
-        writeErrno = errno;
-    }
-    if (!written) {
-        // Only a regular file is removed: a device standing in the file's place is left alone.
-        struct stat status;
-        if (stat(fileName.c_str(), &status) == 0 && S_ISREG(status.st_mode)) std::remove(fileName.c_str());
-        std::cout << "Error: Unable to write " << fileName << ": " << std::strerror(writeErrno) << std::endl;
-    }
-    return written;
+    File file;
+    if (!file.openForWriting(fileName)) return false;
+    writeLine(file.text, columns);
+    for (const auto& row : rows) writeLine(file.text, row);
+    return file.writeTextAndClose();
 }

@@ -17,11 +17,9 @@ public:
     static std::string number(long value);
     static const char* missing() { return "NA"; }
 
-    // Writes the whole table. On failure prints "Error: Unable to ..." with the file's name
-    // and the reason, removes what was written and returns false.
+    // Writes the whole table, like every report: on failure the message is printed, nothing
+    // is left half-written and the result is false.
     bool write(const std::string& fileName) const;
-
-    std::size_t rowCount() const { return rows.size(); }
 
 private:
     std::vector<std::string> columns;

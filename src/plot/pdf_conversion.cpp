@@ -29,6 +29,10 @@ std::string literalOutputName(const std::string& name) {
     return literal;
 }
 
+// Ghostscript opens an output name beginning with "|" or "%pipe%" as a pipe through a shell;
+// a name that begins with a directory is always a file.
+std::string pathOf(const std::string& name) { return name.rfind('/', 0) == 0 ? name : "./" + name; }
+
 bool isFile(const std::string& name) {
     struct stat status {};
     return stat(name.c_str(), &status) == 0 && S_ISREG(status.st_mode);
@@ -36,14 +40,15 @@ bool isFile(const std::string& name) {
 
 }  // namespace
 
-int convertPlotsToPdf(const std::vector<std::string>& postScriptFiles, bool verbose) {
-    int written = 0;
+bool convertPlotsToPdf(const std::vector<std::string>& postScriptFiles, bool verbose) {
+    bool converted = true;
     for (const std::string& postScript : postScriptFiles) {
         if (!isFile(postScript)) continue;
         const std::string pdf = pdfNameOf(postScript);
         // Pages keep the orientation they are drawn in (ghostscript would otherwise turn a page
-        // whose text runs mostly upwards, like the scan figure's marker names). "-f<name>" reads
-        // the file even when its name begins with "-" or "@".
+        // whose text runs mostly upwards, like the scan figure's marker names). The PostScript
+        // comes on standard input, so no name of it is ever read as an option, a device or a
+        // pipe (and -dSAFER refuses some legal names).
         const std::vector<std::string> command{"gs",
                                                "-q",
                                                "-dNOPAUSE",
@@ -51,14 +56,15 @@ int convertPlotsToPdf(const std::vector<std::string>& postScriptFiles, bool verb
                                                "-dSAFER",
                                                "-sDEVICE=pdfwrite",
                                                "-dAutoRotatePages=/None",
-                                               "-sOutputFile=" + literalOutputName(pdf),
-                                               "-f" + postScript};
+                                               "-sOutputFile=" + literalOutputName(pathOf(pdf)),
+                                               "-"};
         if (verbose) {
             std::string line = "External command:";
             for (const std::string& word : command) line += " " + word;
             std::cout << line << std::endl;
         }
         ProcessOptions options;
+        options.standardInput = postScript;
         options.standardOutput = "/dev/null";
         options.standardError = "/dev/null";
         std::string error;
@@ -66,19 +72,19 @@ int convertPlotsToPdf(const std::vector<std::string>& postScriptFiles, bool verb
         if (process < 0) {
             std::cout << "Warning: ghostscript (gs) could not be started (" << error
                       << "); the plots are written as PostScript only" << std::endl;
-            return written;
+            return true;
         }
         int status;
         while ((status = waitForProcess(process)) < 0 && errno == EINTR) {
         }
         if (status == 0 && isFile(pdf)) {
             std::cout << "The plots as PDF: " << pdf << "\n";
-            ++written;
         } else {
-            std::remove(pdf.c_str());
-            std::cout << "Warning: ghostscript could not convert " << postScript << " (exit status " << status
+            if (isFile(pdf)) std::remove(pdf.c_str());
+            std::cout << "Error: ghostscript could not convert " << postScript << " (exit status " << status
                       << "); no " << pdf << " written" << std::endl;
+            converted = false;
         }
     }
-    return written;
+    return converted;
 }

@@ -5,6 +5,6 @@
 #include <vector>
 
 // Converts every listed PostScript file that exists. Without ghostscript one warning is
-// printed and the plots stay PostScript only; a file ghostscript fails on is named in a
-// warning and leaves no PDF. Returns the number of PDF files written.
-int convertPlotsToPdf(const std::vector<std::string>& postScriptFiles, bool verbose);
+// printed and the plots stay PostScript only. A file ghostscript fails on is named in an
+// error and leaves no PDF; the result is then false.
+bool convertPlotsToPdf(const std::vector<std::string>& postScriptFiles, bool verbose);

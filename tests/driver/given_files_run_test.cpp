@@ -104,9 +104,9 @@ TEST(ReportFiles, AReportThatCannotBeWrittenFailsTheRun) {
                          {args({"-k", "model.txt", "--tdt", "--stats", "--prefix", "st"}),
                           "Error: Unable to write st_pedigree_statistics.info\n"},
                          {args({"-k", "model.txt", "--tdt", "--prefix", "t"}),
-                          "Error: Unable to open t_tdt.tsv for writing: Is a directory\n"},
+                          "Error: Unable to open t_tdt.tsv for writing!\n"},
                          {args({"-k", "model.txt", "--singlepoint", "--prefix", "l"}),
-                          "Error: Unable to open l_lod.tsv for writing: Is a directory\n"},
+                          "Error: Unable to open l_lod.tsv for writing!\n"},
                          {args({"-k", "model.txt", "--singlepoint", "--prefix", "f"}),
                           "Error: Unable to open f_scan.ps for writing!\n"},
                      });

@@ -30,7 +30,7 @@ TEST(TidyTable, WritesHeaderAndRowsTabSeparatedAndRefusesRowsOfTheWrongWidth) {
 
     const std::string message =
         testing_support::captureOutput([&] { EXPECT_FALSE(table.write(dir.path() + "/missing/t.tsv")); });
-    EXPECT_NE(message.find("Error: Unable to open " + dir.path() + "/missing/t.tsv"), std::string::npos) << message;
+    EXPECT_NE(message.find("Error: Unable to open " + dir.path() + "/missing/t.tsv for writing!"), std::string::npos) << message;
 }
 
 TEST(TidyTable, AFullDiskIsReportedAndTheDeviceStandingInForTheFileIsLeftAlone) {

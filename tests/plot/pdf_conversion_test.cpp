@@ -1,5 +1,5 @@
-// PDF copies made by ghostscript: file names ghostscript would misread, page orientation, a
-// file it cannot read and a file that is not there.
+// PDF copies made by ghostscript: file names ghostscript would misread (as a page template, an
+// option or a pipe), page orientation, a file it cannot read and a file that is not there.
 
 #include "plot/pdf_conversion.h"
 #include "plot/scan_figure.h"
@@ -18,11 +18,17 @@ TEST(PdfConversion, AwkwardNamesKeepTheirLandscapePagesAndFailuresLeaveNoPdf) {
     for (int m = 0; m < 400; ++m) panel.markers.push_back({"D1S" + std::to_string(1000 + m), 0.5 * m, 0.1, 0.1});
     ASSERT_TRUE(writeScanFigure("-scan%d.ps", {panel}, "test run"));
     dir.write("broken.ps", "%!PS\n(no end of string\n");
+    const std::string piped = "|touch piped;x.ps", pipeDevice = "%pipe%touch piped.ps";
+    dir.write(piped, dir.read("-scan%d.ps"));
+    dir.write(pipeDevice, dir.read("-scan%d.ps"));
 
-    int written = 0;
-    const std::string output =
-        captureOutput([&] { written = convertPlotsToPdf({"-scan%d.ps", "missing.ps", "broken.ps"}, false); });
-    EXPECT_EQ(written, 1);
+    bool converted = true;
+    const std::string output = captureOutput(
+        [&] { converted = convertPlotsToPdf({"-scan%d.ps", piped, pipeDevice, "missing.ps", "broken.ps"}, false); });
+    EXPECT_FALSE(converted);
+    EXPECT_FALSE(dir.exists("piped")) << "a name reached a shell";
+    EXPECT_TRUE(dir.exists("|touch piped;x.pdf")) << output;
+    EXPECT_TRUE(dir.exists("%pipe%touch piped.pdf")) << output;
     ASSERT_TRUE(dir.exists("-scan%d.pdf")) << output;
     EXPECT_EQ(pagesRenderedByGhostscript(dir.file("-scan%d.pdf")), 1);
     const std::string pdf = dir.read("-scan%d.pdf");
@@ -32,6 +38,8 @@ TEST(PdfConversion, AwkwardNamesKeepTheirLandscapePagesAndFailuresLeaveNoPdf) {
 
     EXPECT_FALSE(dir.exists("missing.pdf"));
     EXPECT_FALSE(dir.exists("broken.pdf"));
-    EXPECT_TRUE(contains(output, "Warning: ghostscript could not convert broken.ps")) << output;
-    EXPECT_EQ(dir.listing(), (std::vector<std::string>{"-scan%d.pdf", "-scan%d.ps", "broken.ps"}));
+    EXPECT_TRUE(contains(output, "Error: ghostscript could not convert broken.ps")) << output;
+    EXPECT_EQ(dir.listing(), (std::vector<std::string>{"%pipe%touch piped.pdf", "%pipe%touch piped.ps",
+                                                      "-scan%d.pdf", "-scan%d.ps", "broken.ps", "|touch piped;x.pdf",
+                                                      "|touch piped;x.ps"}));
 }
