@@ -43,19 +43,8 @@ for program in "$unknown" "$mlink"; do
     [ -x "$program" ] || { echo "cannot find the FASTLINK program $program started by a launcher in $bin" >&2; exit 1; }
 done
 
-work=$(mktemp -d "${TMPDIR:-/tmp}/varkel-fastlink-scan.XXXXXX")
-replay_outside_work=
-cleanup() {
-    if [ -n "${KEEP_WORK:-}" ]; then
-        echo "work directory kept: $work${replay_outside_work:+ (old-way runs in $replay_outside_work)}"
-        return
-    fi
-    rm -rf "$work"
-    if [ -n "$replay_outside_work" ]; then rm -rf "$replay_outside_work"; fi
-}
-trap cleanup EXIT
-
 . "$here/fastlink_common.sh"
+make_work_dirs varkel-fastlink-scan "old-way runs"
 
 # --- Data --------------------------------------------------------------------------------------
 mkdir "$work/data"
@@ -226,13 +215,13 @@ done
 # --- The old way: every run at a time, on disk, with fsync ------------------------------------
 if [ -n "${REPLAY_DIR:-}" ]; then
     replay=$(mktemp -d "$REPLAY_DIR/varkel-fastlink-replay.XXXXXX")
-    replay_outside_work=$replay
+    outside_work=$replay
 elif ! in_memory "$work"; then
     replay=$work/replay
     mkdir "$replay"
 else
     replay=$(mktemp -d /var/tmp/varkel-fastlink-replay.XXXXXX)
-    replay_outside_work=$replay
+    outside_work=$replay
 fi
 if in_memory "$replay"; then
     echo "the old-way runs need a directory on disk, but $replay is on $(file_system "$replay"); set REPLAY_DIR" >&2

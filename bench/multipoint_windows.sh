@@ -63,19 +63,8 @@ for parallel in $jobs_list; do
     esac
 done
 
-work=$(mktemp -d "${TMPDIR:-/tmp}/varkel-multipoint-windows.XXXXXX")
-plain_outside_work=
-cleanup() {
-    if [ -n "${KEEP_WORK:-}" ]; then
-        echo "work directory kept: $work${plain_outside_work:+ (plain runs in $plain_outside_work)}"
-        return
-    fi
-    rm -rf "$work"
-    if [ -n "$plain_outside_work" ]; then rm -rf "$plain_outside_work"; fi
-}
-trap cleanup EXIT
-
 . "$here/fastlink_common.sh"
+make_work_dirs varkel-multipoint-windows "plain runs"
 
 # --- Programs ----------------------------------------------------------------------------------
 cat > "$work/plain_inputs.py" <<'PYTHON'
@@ -550,13 +539,13 @@ read -r layout_jobs _ <<< "$layout"
 # --- The plain way's directory on disk ---------------------------------------------------------
 if [ -n "${PLAIN_DIR:-}" ]; then
     plain=$(mktemp -d "$PLAIN_DIR/varkel-multipoint-plain.XXXXXX")
-    plain_outside_work=$plain
+    outside_work=$plain
 elif ! in_memory "$work"; then
     plain=$work/plain
     mkdir "$plain"
 else
     plain=$(mktemp -d /var/tmp/varkel-multipoint-plain.XXXXXX)
-    plain_outside_work=$plain
+    outside_work=$plain
 fi
 if in_memory "$plain"; then
     echo "the plain runs need a directory on disk, but $plain is on $(file_system "$plain"); set PLAIN_DIR" >&2

@@ -9,20 +9,12 @@
 #include <string>
 #include <vector>
 
+#include "driver/nuclear_family.h"
 #include "support/test_support.h"
 
 using namespace testing_support;
 
 namespace {
-
-// An affected father 1/2, an unaffected mother 3/4 and four children (as in the run tests).
-void writeFamily(const ScratchDir& dir) {
-    dir.write("map.txt", "CHROMOSOME HALDANE MAP\n1 0.0 M1\n1 10.0 M2\n");
-    dir.write("post.ped",
-              "1 1 0 0 3 0 0 1 1 2 1 2 5 5\n1 2 0 0 3 0 0 2 0 1 3 4 5 5\n1 3 1 2 0 4 4 1 0 2 1 3 5 5\n"
-              "1 4 1 2 0 5 5 2 0 2 1 4 5 5\n1 5 1 2 0 6 6 1 0 1 2 3 5 5\n1 6 1 2 0 0 0 2 0 1 2 4 5 5\n");
-    dir.write("model.txt", "0 0.0001 1\n0.0 1.0 1.0\n");
-}
 
 std::vector<std::string> args(std::vector<std::string> extra) {
     std::vector<std::string> all = {"-p", "post.ped", "-m", "map.txt", "--post"};
