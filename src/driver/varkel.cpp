@@ -154,6 +154,16 @@ int Varkel::parse(int argc, char** argv) {
         TCLAP::ValueArg<int> jobs("", "jobs", "FASTLINK programs run at once (default: one per core)", false, 0,
                                   "int");
         cmd.add(jobs);
+        TCLAP::ValueArg<std::string> engine("", "engine",
+                                            "Likelihood engine per pedigree: auto (the cheaper exact one), native or "
+                                            "fastlink (default: auto)",
+                                            false, "auto", "auto|native|fastlink");
+        cmd.add(engine);
+        TCLAP::ValueArg<int> maxBits("", "max-bits",
+                                     "Largest pedigree (meiosis bits) the native engine computes (default: what "
+                                     "the memory holds at --jobs threads)",
+                                     false, 0, "int");
+        cmd.add(maxBits);
 
         try {
             cmd.parse(argc, argv);
@@ -219,6 +229,19 @@ int Varkel::parse(int argc, char** argv) {
             std::cout << "Error: --jobs must be at least 1 (given " << s.parallelJobs << ")" << std::endl;
             return 0;
         }
+        if (!parseEngineKind(engine.getValue(), s.engine.kind)) {
+            std::cout << "Error: Unknown likelihood engine " << engine.getValue() << " (use auto, native or fastlink)"
+                      << std::endl;
+            return 0;
+        }
+        if (maxBits.isSet()) {
+            if (maxBits.getValue() < 1 || maxBits.getValue() > 40) {
+                std::cout << "Error: --max-bits must be between 1 and 40 (given " << maxBits.getValue() << ")"
+                          << std::endl;
+                return 0;
+            }
+            s.engine.maxBits = maxBits.getValue();
+        }
         s.seedGiven = seed.isSet();
         if (s.seedGiven) {
             s.seed = seed.getValue();
@@ -263,6 +286,7 @@ bool Varkel::readInputFiles() {
     pedigrees->setFrequencyType(s.frequencyType);
     pedigrees->setTrim(s.trim);
     pedigrees->setParallelJobs(s.parallelJobs);
+    pedigrees->setEngineSettings(s.engine);
     if (s.modelFileGiven) pedigrees->setModelFileName(s.modelFileName);
     if (s.phenotypeFileGiven) pedigrees->setPhenotypeFileName(s.phenotypeFileName);
     if (s.locusFileGiven) pedigrees->setLocusFileName(s.locusFileName);

@@ -4,6 +4,8 @@
 
 #include <string>
 
+#include "engine/engine_choice.h"
+
 class Pedigrees;
 class MLink;
 class Hrr;
@@ -54,6 +56,8 @@ struct Settings {
     bool pdfPlots = false;
     // FASTLINK programs run at once (0: one per available core).
     int parallelJobs = 0;
+    // Which engine computes each pedigree's likelihoods, and the native engine's budget.
+    EngineSettings engine;
     // Seed of the random generator; the clock seeds it when not given.
     bool seedGiven = false;
     int seed = 0;

@@ -1,6 +1,7 @@
 #include "linkage/mlink.h"
 
 #include <algorithm>
+#include <cmath>
 #include <iomanip>
 #include <iostream>
 #include <memory>
@@ -8,7 +9,11 @@
 
 #include "driver/utilities.h"
 #include "engine/fastlink_runner.h"
+#include "engine/parallel_tasks.h"
+#include "likelihood/emissions.h"
+#include "likelihood/lander_green.h"
 #include "linkage/fastlink_batches.h"
+#include "linkage/likelihood_routing.h"
 #include "input/linkage_locus_file.h"
 #include "input/marker_map.h"
 #include "model/pedigrees.h"
@@ -72,35 +77,80 @@ static std::vector<std::string> mapMarkersInOrder(MarkerMap* map) {
 
 namespace {
 
-// The batch records of one marker merged into one record: per theta the pedigrees of every
-// batch in batch order, the totals summed over the batches. Null when the batches do not hold
-// the same thetas. The batches' records are taken over.
-MLinkMarker* mergeBatches(std::vector<std::unique_ptr<MLinkMarker>>& batches, const std::string& name) {
-    if (batches.size() == 1) {
-        batches.front()->setIndex(name);
-        return batches.front().release();
-    }
+// The natural-log likelihoods of the native engine's pedigrees of one marker, per pedigree at
+// MLINK's fractions in MLINK's order.
+using NativeMarkerValues = std::vector<std::vector<double>>;
+
+// One record per theta of one marker: every pedigree in the set's order, from the FASTLINK
+// batch that computed it (its records keep FASTLINK's numbers, the place in the set from 1)
+// or from the native engine, with LODs against theta 0.5 as MLINK gives them. Totals are the
+// batches' totals plus the native pedigrees' values. Null when the sources do not hold the
+// same thetas.
+MLinkMarker* mergeMarker(const std::vector<std::unique_ptr<MLinkMarker>>& batches, const NativeMarkerValues& native,
+                         const std::vector<size_t>& nativePositions, const FastlinkPedigreeSet& set,
+                         const std::string& name) {
     auto merged = std::make_unique<MLinkMarker>();
     merged->setIndex(name);
-    if (batches.empty()) return merged.release();
-    const std::vector<std::string>& thetas = batches.front()->getLikelihoodsNames();
+    const std::vector<double> fractions = mlinkFractions();
+    std::vector<std::string> thetas;
+    if (!batches.empty()) thetas = batches.front()->getLikelihoodsNames();
+    else if (!native.empty())
+        for (double theta : fractions) thetas.push_back(doubleToString(printedFraction(theta)));
     for (const auto& batch : batches)
         if (batch->getLikelihoodsNames() != thetas) return nullptr;
-    for (const std::string& theta : thetas) {
-        auto* record = new FastlinkLikelihoods(stringToDouble(theta));
+    if (!native.empty()) {
+        if (thetas.size() != fractions.size()) return nullptr;
+        for (size_t t = 0; t < thetas.size(); ++t)
+            if (thetas[t] != doubleToString(printedFraction(fractions[t]))) return nullptr;
+    }
+    // The native pedigrees' rows: ln L, log10 L and the LOD against the first fraction (0.5).
+    struct Row {
+        double lnLike, log10Like, lod;
+    };
+    std::vector<std::vector<Row>> nativeRows(native.size());
+    for (size_t i = 0; i < native.size(); ++i)
+        for (size_t t = 0; t < native[i].size(); ++t) {
+            const double lnLike = fastlinkLnLike(native[i][t]);
+            const double unlinked = native[i][0];
+            const double lod = std::isinf(native[i][t]) ? -999.999999
+                               : std::isinf(unlinked)  ? 0.0
+                                                       : (native[i][t] - unlinked) / std::log(10.0);
+            nativeRows[i].push_back({lnLike, std::round(lnLike / std::log(10.0) * 1e6) / 1e6, std::round(lod * 1e6) / 1e6});
+        }
+    std::vector<const FastlinkLikelihood*> fromBatches(set.pedigrees.size(), nullptr);
+    std::vector<int> fromNative(set.pedigrees.size(), -1);
+    for (size_t i = 0; i < nativePositions.size(); ++i) fromNative[nativePositions[i]] = static_cast<int>(i);
+    double nativeUnlinkedLog10 = 0.0;
+    for (const auto& rows : nativeRows) nativeUnlinkedLog10 += rows[0].log10Like;
+    for (size_t t = 0; t < thetas.size(); ++t) {
+        auto* record = new FastlinkLikelihoods(stringToDouble(thetas[t]));
         double lnLike = 0.0, log10Like = 0.0, minus2LnLike = 0.0, lod = 0.0;
+        std::fill(fromBatches.begin(), fromBatches.end(), nullptr);
         for (const auto& batch : batches) {
-            const FastlinkLikelihoods* part = batch->getLikelihoods(theta);
-            for (const std::string& pedigree : part->getPedigreeNames()) {
-                const FastlinkLikelihood* likelihood = part->getLikelihood(pedigree);
-                record->addLikelihood(pedigree, likelihood->getLnLike(), likelihood->getLog10Like(),
-                                      likelihood->getLodScore());
-            }
+            const FastlinkLikelihoods* part = batch->getLikelihoods(thetas[t]);
+            for (const std::string& number : part->getPedigreeNames())
+                fromBatches[static_cast<size_t>(stringToInt(number) - 1)] = part->getLikelihood(number);
             lnLike += part->getLnLikeTotal();
             log10Like += part->getLog10Total();
             minus2LnLike += part->getMinus2LnLike();
             lod += part->getLodScore();
         }
+        double nativeLog10 = 0.0;
+        for (size_t position = 0; position < set.pedigrees.size(); ++position) {
+            const std::string& label = set.nameOfNumber.at(IntToString(static_cast<int>(position) + 1));
+            if (fromNative[position] >= 0) {
+                const Row& row = nativeRows[static_cast<size_t>(fromNative[position])][t];
+                record->addLikelihood(label, row.lnLike, row.log10Like, row.lod);
+                lnLike += row.lnLike;
+                log10Like += row.log10Like;
+                minus2LnLike += -2.0 * row.lnLike;
+                nativeLog10 += row.log10Like;
+            } else if (const FastlinkLikelihood* value = fromBatches[position]) {
+                record->addLikelihood(label, value->getLnLike(), value->getLog10Like(), value->getLodScore());
+            }
+        }
+        // MLINK's total LOD is the difference of the total log10 likelihoods.
+        lod += std::round((nativeLog10 - nativeUnlinkedLog10) * 1e6) / 1e6;
         record->setLnLikeTotal(lnLike);
         record->setLog10Total(log10Like);
         record->setMinus2LnLike(minus2LnLike);
@@ -147,7 +197,7 @@ void printMarkerRow(const MLinkMarker* marker) {
 
 }  // namespace
 
-bool MLink::planMarker(const std::string& name, const FastlinkPedigreeSet& set, MarkerPlan& plan) {
+bool MLink::planMarker(const std::string& name, MarkerPlan& plan) {
     plan.name = name;
     MarkerMap* map = pedigrees->getMarkerMap();
     Marker* mapMarker = map->getMarkerWithName(name);
@@ -162,18 +212,25 @@ bool MLink::planMarker(const std::string& name, const FastlinkPedigreeSet& set, 
         return true;
     }
     plan.locus = fastlinkMarkerLocus(*pedigrees, index, name, plan.column);
-    if (!plan.locus) return false;
+    return plan.locus != nullptr;
+}
 
+// The FASTLINK batches of a marker over the pedigrees FASTLINK computes (positions in the set).
+void MLink::planBatches(const FastlinkPedigreeSet& set, const std::vector<size_t>& positions, bool nativeToo,
+                        MarkerPlan& plan) {
     std::vector<PedigreeLoad> loads;
     const std::vector<FastlinkMarkerColumn> columns{plan.column};
-    for (const Pedigree* pedigree : set.pedigrees) loads.push_back(pedigrees->getFastlinkLoad(pedigree, columns));
-    plan.batches = planBatches(loads, {plan.locus->getAlleleFrequencies()});
-    for (const SkippedPedigree& skipped : plan.batches.skipped)
-        plan.notes += "Skipping pedigree " + pedigrees->getPedigreeLabel(set.pedigrees[skipped.pedigree]) + " for marker " +
-                      name + ", since it has " + skipped.reason + "\n";
-    if (plan.batches.batches.empty())
-        plan.skipMessage = "Skipping marker " + name + ", since no pedigree can be analysed\n";
-    return true;
+    for (size_t position : positions) loads.push_back(pedigrees->getFastlinkLoad(set.pedigrees[position], columns));
+    plan.batches = ::planBatches(loads, {plan.locus->getAlleleFrequencies()});
+    for (PedigreeBatch& batch : plan.batches.batches)
+        for (size_t& pedigree : batch.pedigrees) pedigree = positions[pedigree];
+    for (SkippedPedigree& skipped : plan.batches.skipped) {
+        skipped.pedigree = positions[skipped.pedigree];
+        plan.notes += "Skipping pedigree " + pedigrees->getPedigreeLabel(set.pedigrees[skipped.pedigree]) +
+                      " for marker " + plan.name + ", since it has " + skipped.reason + "\n";
+    }
+    if (plan.batches.batches.empty() && !nativeToo)
+        plan.skipMessage = "Skipping marker " + plan.name + ", since no pedigree can be analysed\n";
 }
 
 bool MLink::run(const std::string& mode, const std::string& markerName, const std::string& phenotypeName) {
@@ -235,7 +292,89 @@ bool MLink::run(const std::string& mode, const std::string& markerName, const st
 
     std::vector<MarkerPlan> plans(markers.size());
     for (size_t m = 0; m < markers.size(); ++m)
-        if (!planMarker(markers[m], set, plans[m])) return false;
+        if (!planMarker(markers[m], plans[m])) return false;
+
+    // Each pedigree goes to the engine that computes the whole scan of it sooner.
+    AnalysisWork work;
+    work.traits = phenotypes;
+    for (const MarkerPlan& plan : plans)
+        if (plan.skipMessage.empty()) work.columns.push_back(&plan.column);
+    work.liabilityClasses = liabilityClasses;
+    work.evaluations = static_cast<int>(work.columns.size() * mlinkFractions().size());
+    work.analysisName = nuclear ? "the nuclear singlepoint analysis" : "the singlepoint analysis";
+    const EngineRouting routing = routePedigrees(*pedigrees, set, work);
+    std::cout << routing.notes << routing.summary(*pedigrees, set);
+    engineCounts = {static_cast<int>(routing.native.size()), static_cast<int>(routing.fastlink.size())};
+
+    // [phenotype][marker][native pedigree][theta]
+    std::vector<std::vector<NativeMarkerValues>> nativeResults(phenotypes.size(),
+                                                               std::vector<NativeMarkerValues>(plans.size()));
+    std::vector<size_t> outOfMemory;
+    if (!routing.native.empty()) {
+        likelihood::TraitModel traitModel;
+        std::string whyNot;
+        if (!likelihoodTraitModel(trait, model->getXlinked() != 0, traitModel, whyNot)) {
+            std::cout << "Error: The native likelihood engine cannot take the trait: " << whyNot << "\n";
+            return false;
+        }
+        for (auto& phenotype : nativeResults)
+            for (size_t m = 0; m < plans.size(); ++m)
+                if (plans[m].skipMessage.empty()) phenotype[m].resize(routing.native.size());
+        const std::vector<double> fractions = mlinkFractions();
+        const size_t nativeCount = routing.native.size();
+        outOfMemory = runParallelTasks(pedigrees->getParallelJobs(), phenotypes.size() * nativeCount, [&](size_t task) {
+            const size_t p = task / nativeCount, i = task % nativeCount;
+            likelihood::PedigreeInput input;
+            std::string ignored;
+            pedigrees->getLikelihoodInput(set.pedigrees[routing.native[i]], phenotypes[p], liabilityClasses,
+                                          work.columns, input, ignored);
+            likelihood::InheritanceSpace space;
+            likelihood::InheritanceSpace::build(input, model->getXlinked() != 0, space);
+            likelihood::ScaledVector traitEmission, markerEmission;
+            likelihood::traitEmissions(space, input.persons, traitModel, traitEmission.values);
+            traitEmission.normalise();
+            size_t column = 0;
+            for (size_t m = 0; m < plans.size(); ++m) {
+                if (!plans[m].skipMessage.empty()) continue;
+                markerEmission.logScale = 0.0;
+                likelihood::markerEmissions(space, input.genotypes[column++], plans[m].locus->getAlleleFrequencies(),
+                                            markerEmission.values);
+                markerEmission.normalise();
+                nativeResults[p][m][i] = likelihood::twoPointLnLikelihoods(space, traitEmission, markerEmission, fractions);
+            }
+        });
+    }
+    // Pedigrees the native engine ran out of memory on go to FASTLINK, or are skipped.
+    std::vector<size_t> fastlinkPositions = routing.fastlink;
+    std::vector<size_t> nativePositions = routing.native;
+    if (!outOfMemory.empty()) {
+        std::vector<char> failed(routing.native.size(), 0);
+        for (size_t task : outOfMemory) failed[task % routing.native.size()] = 1;
+        nativePositions.clear();
+        for (size_t i = 0; i < routing.native.size(); ++i) {
+            if (!failed[i]) {
+                nativePositions.push_back(routing.native[i]);
+                continue;
+            }
+            const std::string label = pedigrees->getPedigreeLabel(set.pedigrees[routing.native[i]]);
+            if (pedigrees->getEngineSettings().kind == EngineKind::Auto) {
+                std::cout << "The native engine ran out of memory on pedigree " << label << ": FASTLINK computes it\n";
+                fastlinkPositions.push_back(routing.native[i]);
+            } else {
+                std::cout << "Skipping pedigree " << label << ", since the native engine ran out of memory on it\n";
+            }
+        }
+        std::sort(fastlinkPositions.begin(), fastlinkPositions.end());
+        for (auto& phenotype : nativeResults)
+            for (NativeMarkerValues& marker : phenotype) {
+                NativeMarkerValues kept;
+                for (size_t i = 0; i < marker.size(); ++i)
+                    if (!failed[i]) kept.push_back(marker[i]);
+                marker = kept;
+            }
+    }
+    for (MarkerPlan& plan : plans)
+        if (plan.skipMessage.empty()) planBatches(set, fastlinkPositions, !nativePositions.empty(), plan);
 
     // One job per phenotype, marker and batch; each batch's records land in its own slot.
     std::vector<std::vector<std::vector<std::unique_ptr<MLinkMarker>>>> batchResults(phenotypes.size());
@@ -265,9 +404,8 @@ bool MLink::run(const std::string& mode, const std::string& markerName, const st
                 };
                 const int pedigreeCount = static_cast<int>(content.pedigrees.size());
                 std::unique_ptr<MLinkMarker>* slot = &batchResults[p][m][b];
-                const std::map<std::string, std::string>* names = &set.nameOfNumber;
-                job.readOutput = [slot, pedigreeCount, names](const std::string& directory) {
-                    slot->reset(readResultsFile(directory + "/outfile.dat", pedigreeCount, names));
+                job.readOutput = [slot, pedigreeCount](const std::string& directory) {
+                    slot->reset(readResultsFile(directory + "/outfile.dat", pedigreeCount));
                     if (!*slot || (*slot)->getLikelihoodsNames().empty()) return false;
                     for (const std::string& theta : (*slot)->getLikelihoodsNames())
                         if (static_cast<int>((*slot)->getLikelihoods(theta)->getPedigreeNames().size()) != pedigreeCount)
@@ -295,7 +433,7 @@ bool MLink::run(const std::string& mode, const std::string& markerName, const st
                 std::cout << plan.skipMessage;
                 continue;
             }
-            MLinkMarker* merged = mergeBatches(batchResults[p][m], plan.name);
+            MLinkMarker* merged = mergeMarker(batchResults[p][m], nativeResults[p][m], nativePositions, set, plan.name);
             if (!merged) {
                 std::cout << "Error: The batches of marker " << plan.name << " evaluated different thetas\n";
                 for (MLinkMarker* marker : phenotypeResults) delete marker;

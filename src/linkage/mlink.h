@@ -5,6 +5,7 @@
 // into one record per marker, with the user's pedigree names.
 
 #include <map>
+#include <utility>
 #include <string>
 #include <vector>
 #include "linkage/fastlink_results.h"
@@ -57,12 +58,16 @@ public:
     const std::vector<std::string>& getPhenotypes() const { return phenotypes; }
     const std::vector<std::vector<MLinkMarker*>>& getResults() const { return results; }
     const std::vector<std::vector<MLinkHLod*>>& getHLodMaxima() const { return hlodMaxima; }
+    // Pedigrees computed by the native engine and by FASTLINK in the last run.
+    std::pair<int, int> getEngineCounts() const { return engineCounts; }
 
 private:
     struct MarkerPlan;
     void clearResults();
     void clearHLods();
-    bool planMarker(const std::string& name, const FastlinkPedigreeSet& set, MarkerPlan& plan);
+    bool planMarker(const std::string& name, MarkerPlan& plan);
+    void planBatches(const FastlinkPedigreeSet& set, const std::vector<size_t>& positions, bool nativeToo,
+                     MarkerPlan& plan);
 
     Pedigrees* pedigrees;
     std::vector<std::vector<MLinkMarker*>> results;
@@ -80,6 +85,7 @@ private:
     std::vector<std::vector<MLinkHLod*>> hlodMaxima;
     bool frequenciesFromLocusFile = false;
     bool slow = false;
+    std::pair<int, int> engineCounts{0, 0};
 
     friend class MLinkTestAccess;
 };

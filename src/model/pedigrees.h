@@ -21,8 +21,10 @@
 #include <vector>
 #include "model/rbtree.h"
 #include "engine/batch_planner.h"
+#include "engine/engine_choice.h"
 #include "model/records.h"
 #include "pedigree/fastlink_files.h"
+#include "likelihood/pedigree_input.h"
 
 class MarkerMap;
 class LinkageLocusFile;
@@ -33,6 +35,10 @@ inline const std::string kLiabilityClassName = "LIABILITY_CLASS";
 class Model;
 class MarkerInfo;
 class Locus;
+
+// The trait locus of the locus model as the native likelihood engine takes it. False, with
+// the reason, for a locus that is not a complete affection status locus.
+bool likelihoodTraitModel(const Locus* trait, bool xlinked, likelihood::TraitModel& model, std::string& whyNot);
 
 class Pedigrees {
 public:
@@ -64,6 +70,9 @@ public:
     // FASTLINK programs run at once.
     void setParallelJobs(int n) { parallelJobs = n; }
     int getParallelJobs() const { return parallelJobs; }
+    // Which engine computes the likelihoods of a pedigree, and the native engine's budget.
+    void setEngineSettings(const EngineSettings& settings) { engineSettings = settings; }
+    const EngineSettings& getEngineSettings() const { return engineSettings; }
 
     // ---- file names ----
     void setPedigreeFileName(const std::string& n) { pedigreeFileName = n; }
@@ -166,6 +175,12 @@ public:
     // Writes the pedigree file of one FASTLINK batch. False when the file cannot be written.
     bool writePedigreeFile(const std::string& fileName, const FastlinkPedigreeFile& content) const;
     bool makeLinkageLocusFile();
+    // The pedigree as the native likelihood engine takes it, for one trait and the given marker
+    // columns (alleles by their locus numbers). False, with the reason, when a trait value is
+    // no affection status.
+    bool getLikelihoodInput(const Pedigree* pedigree, const std::string& trait, int liabilityClasses,
+                            const std::vector<const FastlinkMarkerColumn*>& columns,
+                            likelihood::PedigreeInput& input, std::string& whyNot) const;
     std::string getCommonHeader() const;
     // Writes the statistics files (output prefix + "_" + fixed names): allele frequencies of
     // the input and of its HRR, TDT and sib-pair sets, pedigree and marker statistics,
@@ -223,6 +238,7 @@ private:
     bool renumberAlleles = false;
     bool locusFileRead = false;
     int parallelJobs = 1;
+    EngineSettings engineSettings;
 
     // ---- structure check state (pedigree/structure_check.cpp) ----
     std::ostringstream familyErrorReport;

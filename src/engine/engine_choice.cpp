@@ -1,0 +1,75 @@
+#include "engine/engine_choice.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+
+bool parseEngineKind(const std::string& text, EngineKind& kind) {
+    if (text == "auto") kind = EngineKind::Auto;
+    else if (text == "native") kind = EngineKind::Native;
+    else if (text == "fastlink") kind = EngineKind::Fastlink;
+    else return false;
+    return true;
+}
+
+int defaultMaxBits(int threads, int vectors) {
+    const long pages = sysconf(_SC_PHYS_PAGES);
+    const long pageSize = sysconf(_SC_PAGE_SIZE);
+    // Half the memory for the engine, the rest for the program and FASTLINK.
+    const double memory = pages > 0 && pageSize > 0 ? 0.5 * static_cast<double>(pages) * static_cast<double>(pageSize)
+                                                    : 4e9;
+    const double perState = 8.0 * std::max(1, vectors) * std::max(1, threads);
+    return std::max(1, std::min(40, static_cast<int>(std::floor(std::log2(memory / perState)))));
+}
+
+// Seconds per unit of work, measured on the shipped example (see bench/engine_choice.sh): a
+// state's share of one transition per bit, of one emission per person, and FASTLINK's per
+// person and squared haplotype of one evaluation.
+namespace {
+const double kTransitionPerStateBit = 1.2e-9;
+const double kEmissionPerStatePerson = 6e-9;
+const double kFastlinkPerPersonHaplotype2 = 3e-9;
+const double kFastlinkPerEvaluation = 2e-4;
+}  // namespace
+
+double nativeSeconds(const PedigreeCost& cost) {
+    const double states = std::ldexp(1.0, cost.bits);
+    const double emissions =
+        states * cost.persons * (cost.markerEmissions + std::ldexp(1.0, std::min(cost.founderAlleles, 30)));
+    const double transitions = states * (cost.bits + 1) * 2.0 * cost.evaluations;
+    return kEmissionPerStatePerson * emissions + kTransitionPerStateBit * transitions;
+}
+
+double fastlinkSeconds(const PedigreeCost& cost) {
+    return cost.evaluations *
+           (kFastlinkPerEvaluation + kFastlinkPerPersonHaplotype2 * cost.persons * cost.haplotypes * cost.haplotypes);
+}
+
+RouteDecision chooseEngine(const EngineSettings& settings, const PedigreeCost& cost) {
+    RouteDecision decision;
+    const bool withinBudget = cost.bits <= settings.maxBits;
+    const bool native = cost.nativeUsable && withinBudget;
+    const std::string whyNotNative =
+        !cost.nativeUsable ? cost.whyNotNative
+                           : std::to_string(cost.bits) + " meiosis bits, more than the native engine's budget of " +
+                                 std::to_string(settings.maxBits) + " (--max-bits)";
+    switch (settings.kind) {
+    case EngineKind::Fastlink:
+        decision.route = Route::Fastlink;
+        break;
+    case EngineKind::Native:
+        decision.route = native ? Route::Native : Route::Skip;
+        if (!native) decision.reason = whyNotNative;
+        break;
+    case EngineKind::Auto:
+        if (native && (!cost.fastlinkUsable || nativeSeconds(cost) <= fastlinkSeconds(cost))) decision.route = Route::Native;
+        else if (cost.fastlinkUsable) decision.route = Route::Fastlink;
+        else {
+            decision.route = Route::Skip;
+            decision.reason = whyNotNative + ", and FASTLINK cannot take it";
+        }
+        break;
+    }
+    return decision;
+}

@@ -1,0 +1,48 @@
+#pragma once
+// Which exact method computes the likelihoods of a pedigree: the native engine, whose work
+// doubles with every meiosis bit of the pedigree and grows linearly with the loci, or
+// FASTLINK, whose work grows with the persons and the square of the haplotypes of the loci.
+
+#include <string>
+
+enum class EngineKind { Auto, Native, Fastlink };
+
+struct EngineSettings {
+    EngineKind kind = EngineKind::Auto;
+    // The native engine's budget: pedigrees with more meiosis bits are not computed natively.
+    int maxBits = 0;
+};
+
+// "auto", "native" or "fastlink".
+bool parseEngineKind(const std::string& text, EngineKind& kind);
+
+// The most meiosis bits whose vectors (`vectors` of 2^bits doubles per pedigree) fit the
+// machine's memory with `threads` pedigrees computed at once.
+int defaultMaxBits(int threads, int vectors);
+
+// What the choice knows of one pedigree in one analysis.
+struct PedigreeCost {
+    bool nativeUsable = true;  // false: whyNotNative says why
+    std::string whyNotNative;
+    bool fastlinkUsable = true;
+    int bits = 0;               // free meiosis bits
+    int founderAlleles = 0;     // bounds the trait's work per state
+    int persons = 0;
+    int markers = 1;            // marker loci of one evaluation
+    double haplotypes = 2.0;    // product over the loci of the alleles FASTLINK sees
+    int evaluations = 1;        // likelihoods computed (thetas, or trait positions of all windows)
+    int markerEmissions = 1;    // marker loci whose emissions are computed
+};
+
+double nativeSeconds(const PedigreeCost& cost);
+double fastlinkSeconds(const PedigreeCost& cost);
+
+enum class Route { Native, Fastlink, Skip };
+struct RouteDecision {
+    Route route = Route::Fastlink;
+    std::string reason;  // for a skipped pedigree: why
+};
+
+// Auto: the cheaper exact method that can compute the pedigree; native and fastlink: that
+// engine, or skipped with the reason.
+RouteDecision chooseEngine(const EngineSettings& settings, const PedigreeCost& cost);

@@ -1,0 +1,112 @@
+#include "linkage/likelihood_routing.h"
+
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+
+#include "driver/utilities.h"
+#include "engine/engine_choice.h"
+#include "likelihood/inheritance_space.h"
+#include "model/pedigrees.h"
+
+std::string EngineRouting::summary(const Pedigrees& pedigrees, const FastlinkPedigreeSet& set) const {
+    std::string line = "Likelihoods: " + IntToString(static_cast<int>(native.size())) + " pedigrees by the native engine, " +
+                       IntToString(static_cast<int>(fastlink.size())) + " by FASTLINK";
+    if (!skipped.empty()) line += ", " + IntToString(static_cast<int>(skipped.size())) + " skipped";
+    line += "\n";
+    if (pedigrees.isVerbose()) {
+        for (const auto& group : {std::make_pair("native engine", &native), std::make_pair("FASTLINK", &fastlink)}) {
+            if (group.second->empty()) continue;
+            line += std::string("  ") + group.first + ":";
+            for (size_t position : *group.second) line += " " + pedigrees.getPedigreeLabel(set.pedigrees[position]);
+            line += "\n";
+        }
+    }
+    return line;
+}
+
+EngineRouting routePedigrees(const Pedigrees& pedigrees, const FastlinkPedigreeSet& set, const AnalysisWork& work) {
+    EngineRouting routing;
+    EngineSettings settings = pedigrees.getEngineSettings();
+    if (settings.maxBits <= 0) settings.maxBits = defaultMaxBits(pedigrees.getParallelJobs(), work.vectors);
+    std::vector<FastlinkMarkerColumn> columns;
+    for (const FastlinkMarkerColumn* column : work.columns) columns.push_back(*column);
+    for (size_t position = 0; position < set.pedigrees.size(); ++position) {
+        const Pedigree* pedigree = set.pedigrees[position];
+        PedigreeCost cost;
+        cost.fastlinkUsable = work.fastlinkUsable;
+        cost.evaluations = work.evaluations * static_cast<int>(work.traits.size());
+        cost.markerEmissions = static_cast<int>(work.columns.size());
+        cost.markers = work.markersPerEvaluation;
+        likelihood::PedigreeInput input;
+        likelihood::InheritanceSpace space;
+        for (const std::string& trait : work.traits)
+            if (cost.nativeUsable &&
+                !pedigrees.getLikelihoodInput(pedigree, trait, work.liabilityClasses, {}, input, cost.whyNotNative))
+                cost.nativeUsable = false;
+        if (cost.nativeUsable) {
+            cost.whyNotNative = likelihood::InheritanceSpace::build(input, pedigrees.isXlinked(), space);
+            cost.nativeUsable = cost.whyNotNative.empty();
+        }
+        cost.bits = cost.nativeUsable ? space.bits() : 0;
+        cost.founderAlleles = cost.nativeUsable ? space.founderAlleleCount() : 0;
+        cost.persons = pedigree->getPersonTree()->getCount();
+        // FASTLINK's haplotypes: the trait's two alleles times each marker's carried alleles
+        // and the lumped rest, over the markers of one evaluation (a typical marker's count).
+        if (settings.kind == EngineKind::Auto && cost.nativeUsable) {
+            const PedigreeLoad load = pedigrees.getFastlinkLoad(pedigree, columns);
+            double alleles = 0.0;
+            for (const std::vector<int>& carried : load.carriedAlleles) alleles += static_cast<double>(carried.size()) + 1.0;
+            const double perMarker = load.carriedAlleles.empty() ? 2.0 : alleles / static_cast<double>(load.carriedAlleles.size());
+            cost.haplotypes = 2.0 * std::pow(perMarker, work.markersPerEvaluation);
+        }
+        const RouteDecision decision = chooseEngine(settings, cost);
+        if (decision.route == Route::Native) routing.native.push_back(position);
+        else if (decision.route == Route::Fastlink) routing.fastlink.push_back(position);
+        else {
+            routing.skipped.push_back(position);
+            routing.notes += "Skipping pedigree " + pedigrees.getPedigreeLabel(pedigree) + " for " + work.analysisName +
+                             ", since it has " + decision.reason + "\n";
+        }
+    }
+    return routing;
+}
+
+double fastlinkLnLike(double lnLike) {
+    if (std::isinf(lnLike) || lnLike < -1e20) return -1e20;
+    return std::round(lnLike * 1e6) / 1e6;
+}
+
+double printedFraction(double theta) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%.3f", theta);
+    return std::strtod(text, nullptr);
+}
+
+std::vector<double> mlinkFractions() {
+    std::vector<double> fractions{0.5};
+    for (double theta = 0.0; theta <= 0.49; theta += 0.02) fractions.push_back(theta);
+    return fractions;
+}
+
+std::vector<double> linkmapTraitFractions(int position, int markers, double interval, int steps) {
+    std::vector<double> fractions;
+    if (steps <= 0) return fractions;
+    if (position == 0) {
+        // From unlinked toward the first marker, which the next position starts at.
+        const double step = (0.0001 - 0.5) / steps;
+        double theta = 0.5;
+        for (int j = 0; j < steps; ++j, theta += step) fractions.push_back(theta);
+        return fractions;
+    }
+    const double stop = position == markers ? 0.5 : interval;
+    const double step = stop / steps;
+    for (double theta = 0.0; theta <= stop; theta += step) fractions.push_back(theta);
+    return fractions;
+}
+
+double rightFraction(double interval, double left) {
+    if (left >= 0.5) return 0.5;
+    const double right = (interval - left) / (1.0 - 2.0 * left);
+    return right < 0.0 ? 0.0 : right;
+}

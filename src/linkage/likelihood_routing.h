@@ -1,0 +1,52 @@
+#pragma once
+// The likelihoods of a linkage analysis come from two exact engines: the native engine and
+// FASTLINK. This is what the singlepoint and multipoint analyses share in sending each
+// pedigree one way, running the native side on threads, and laying the values out the way
+// FASTLINK prints them, so that every record is filled alike whichever engine computed it.
+
+#include <string>
+#include <vector>
+
+#include "likelihood/pedigree_input.h"
+#include "linkage/fastlink_batches.h"
+
+class Pedigrees;
+
+// Which pedigrees of a set each engine computes in one analysis.
+struct EngineRouting {
+    std::vector<size_t> native;    // positions in the set, ascending
+    std::vector<size_t> fastlink;  // positions in the set, ascending
+    std::vector<size_t> skipped;
+    std::string notes;             // one line per skipped pedigree
+    // The console line saying how many pedigrees each engine computes (and, verbose, which).
+    std::string summary(const Pedigrees& pedigrees, const FastlinkPedigreeSet& set) const;
+};
+
+// What the analysis asks of every pedigree, for the cost of each engine.
+struct AnalysisWork {
+    std::vector<std::string> traits;
+    std::vector<const FastlinkMarkerColumn*> columns;  // every marker column the analysis reads
+    int liabilityClasses = 1;
+    int evaluations = 1;       // likelihoods per pedigree and trait, over all markers or windows
+    int markersPerEvaluation = 1;
+    int vectors = 3;             // vectors over the states the native engine keeps per pedigree
+    bool fastlinkUsable = true;  // false where FASTLINK cannot take the analysis (window too large)
+    std::string analysisName;    // "marker M1" or "the window ..." in messages
+};
+
+EngineRouting routePedigrees(const Pedigrees& pedigrees, const FastlinkPedigreeSet& set, const AnalysisWork& work);
+
+// The natural-log likelihood as FASTLINK writes it: six decimals, and -1e20 for data that
+// cannot occur.
+double fastlinkLnLike(double lnLike);
+// A recombination fraction as FASTLINK prints it (three decimals), which names the row.
+double printedFraction(double theta);
+// MLINK's fractions in its order: 0.5, then from 0 in steps of 0.02 while not above 0.49.
+std::vector<double> mlinkFractions();
+// LINKMAP's fractions of the trait to its left neighbour (to the first marker at position 0)
+// for a trait position of a window with `markers` markers; `interval` is the fraction of the
+// interval the trait is in (unused outside the window).
+std::vector<double> linkmapTraitFractions(int position, int markers, double interval, int steps);
+// The fraction to the right neighbour of a trait at `left` in an interval of `interval`, with
+// no interference.
+double rightFraction(double interval, double left);
