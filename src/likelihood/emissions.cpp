@@ -6,155 +6,181 @@ namespace likelihood {
 
 namespace {
 
-// Founder alleles linked by the observed persons of one state, as adjacency lists in arrays
-// sized once per locus, so that the loop over the states allocates nothing.
-class FounderAlleleGraph {
+// The marker emissions of every state at once: a walk over the persons in order, branching on
+// each person's meiosis bits. The founder alleles are given marker alleles as the typed persons
+// who carry them are reached (both orders where a heterozygous person brings two new ones), so
+// a branch that contradicts a genotype is dropped with all the states below it, and states
+// that no branch reaches keep the emission 0.
+class MarkerWalk {
 public:
-    FounderAlleleGraph(int founderAlleles, int observed)
-        : head(static_cast<size_t>(founderAlleles), -1),
-          next(2 * static_cast<size_t>(observed)),
-          edgeOfLink(2 * static_cast<size_t>(observed)),
-          inComponent(static_cast<size_t>(founderAlleles), 0),
-          edgeSeen(static_cast<size_t>(observed), 0) {}
+    MarkerWalk(const InheritanceSpace& space, const std::vector<GenotypeInput>& genotypes,
+               const std::vector<double>& frequencies, double* emissions)
+        : space(space), order(space.personOrder()), genotypes(genotypes), frequencies(frequencies),
+          emissions(emissions), first(static_cast<size_t>(space.personCount())),
+          second(static_cast<size_t>(space.personCount())),
+          allele(static_cast<size_t>(space.founderAlleleCount()), 0) {}
 
-    // Edges: observed person e carries founder alleles u and v (v = -1: hemizygous).
-    void link(const int* u, const int* v, int edges) {
-        std::fill(head.begin(), head.end(), -1);
-        std::fill(edgeSeen.begin(), edgeSeen.begin() + edges, 0);
-        int links = 0;
-        for (int e = 0; e < edges; ++e) {
-            add(u[e], e, links);
-            if (v[e] >= 0 && v[e] != u[e]) add(v[e], e, links);
-        }
-    }
-
-    // The founder alleles and edges connected to edge e, marking them seen.
-    void component(int e, const int* u, const int* v, std::vector<int>& nodes, std::vector<int>& edges) {
-        nodes.clear();
-        edges.clear();
-        const auto enter = [&](int node) {
-            if (node < 0 || inComponent[static_cast<size_t>(node)]) return;
-            inComponent[static_cast<size_t>(node)] = 1;
-            nodes.push_back(node);
-        };
-        edgeSeen[static_cast<size_t>(e)] = 1;
-        edges.push_back(e);
-        enter(u[e]);
-        enter(v[e]);
-        for (size_t i = 0; i < nodes.size(); ++i)
-            for (int l = head[static_cast<size_t>(nodes[i])]; l >= 0; l = next[static_cast<size_t>(l)]) {
-                const int edge = edgeOfLink[static_cast<size_t>(l)];
-                if (edgeSeen[static_cast<size_t>(edge)]) continue;
-                edgeSeen[static_cast<size_t>(edge)] = 1;
-                edges.push_back(edge);
-                enter(u[edge]);
-                enter(v[edge]);
-            }
-        for (int node : nodes) inComponent[static_cast<size_t>(node)] = 0;
-    }
-
-    bool seen(int e) const { return edgeSeen[static_cast<size_t>(e)] != 0; }
+    void run() { visit(0, 0, 1.0); }
 
 private:
-    void add(int node, int edge, int& links) {
-        next[static_cast<size_t>(links)] = head[static_cast<size_t>(node)];
-        edgeOfLink[static_cast<size_t>(links)] = edge;
-        head[static_cast<size_t>(node)] = links++;
+    int nodeOf(const InheritanceSpace::AlleleSource& source, uint64_t state) const {
+        if (source.parent < 0) return source.founderAllele;
+        const bool takeSecond = source.bit >= 0 && ((state >> source.bit) & 1);
+        return takeSecond ? second[static_cast<size_t>(source.parent)] : first[static_cast<size_t>(source.parent)];
     }
 
-    std::vector<int> head, next, edgeOfLink;
-    std::vector<char> inComponent, edgeSeen;
+    double frequency(int a) const { return frequencies[static_cast<size_t>(a - 1)]; }
+
+    // Gives founder allele `node` the marker allele `a` if it has none; false when it has another.
+    bool assign(int node, int a, double& weight, int* assigned, int& count) {
+        int& current = allele[static_cast<size_t>(node)];
+        if (current != 0) return current == a;
+        current = a;
+        weight *= frequency(a);
+        assigned[count++] = node;
+        return true;
+    }
+
+    void undo(const int* assigned, int count) {
+        for (int i = 0; i < count; ++i) allele[static_cast<size_t>(assigned[i])] = 0;
+    }
+
+    void visit(size_t depth, uint64_t state, double weight) {
+        if (depth == order.size()) {
+            emissions[state] += weight;
+            return;
+        }
+        const int person = order[depth];
+        const InheritanceSpace::AlleleSource& a = space.firstSource(person);
+        const InheritanceSpace::AlleleSource& b = space.secondSource(person);
+        const bool hemizygous = space.isHemizygous(person);
+        const int bitA = a.parent >= 0 ? a.bit : -1;
+        const int bitB = !hemizygous && b.parent >= 0 ? b.bit : -1;
+        const GenotypeInput& g = genotypes[static_cast<size_t>(person)];
+        const bool typed = g.first > 0 && g.second > 0;
+        for (int va = 0; va < (bitA >= 0 ? 2 : 1); ++va)
+            for (int vb = 0; vb < (bitB >= 0 ? 2 : 1); ++vb) {
+                uint64_t next = state;
+                if (va) next |= uint64_t(1) << bitA;
+                if (vb) next |= uint64_t(1) << bitB;
+                const int u = nodeOf(a, next);
+                const int v = hemizygous ? -1 : nodeOf(b, next);
+                first[static_cast<size_t>(person)] = u;
+                second[static_cast<size_t>(person)] = v;
+                if (!typed) {
+                    visit(depth + 1, next, weight);
+                    continue;
+                }
+                // The genotype's two orders onto (u, v); one when it is homozygous or when the
+                // person is hemizygous (typed as his allele twice) or carries one founder
+                // allele twice.
+                const int orders = g.first == g.second || v < 0 || u == v ? 1 : 2;
+                for (int o = 0; o < orders; ++o) {
+                    const int x = o == 0 ? g.first : g.second;
+                    const int y = o == 0 ? g.second : g.first;
+                    int assigned[2];
+                    int count = 0;
+                    double w = weight;
+                    bool fits;
+                    if (v < 0) fits = x == y && assign(u, x, w, assigned, count);
+                    else if (u == v) fits = x == y && assign(u, x, w, assigned, count);
+                    else fits = assign(u, x, w, assigned, count) && assign(v, y, w, assigned, count);
+                    if (fits) visit(depth + 1, next, w);
+                    undo(assigned, count);
+                }
+            }
+    }
+
+    const InheritanceSpace& space;
+    const std::vector<int>& order;
+    const std::vector<GenotypeInput>& genotypes;
+    const std::vector<double>& frequencies;
+    double* emissions;
+    std::vector<int> first, second;
+    std::vector<int> allele;  // per founder allele: its marker allele in this branch, 0 for none yet
 };
 
 }  // namespace
 
 void markerEmissions(const InheritanceSpace& space, const std::vector<GenotypeInput>& genotypes,
                      const std::vector<double>& frequencies, std::vector<double>& emissions) {
-    const int persons = space.personCount();
-    const uint64_t states = space.states();
-    emissions.assign(states, 0.0);
-
-    std::vector<int> typed;
-    for (int p = 0; p < persons; ++p) {
-        const GenotypeInput& g = genotypes[static_cast<size_t>(p)];
-        if (g.first > 0 && g.second > 0) typed.push_back(p);
-    }
-    std::vector<int> first(static_cast<size_t>(persons)), second(static_cast<size_t>(persons));
-    const int edges = static_cast<int>(typed.size());
-    std::vector<int> u(static_cast<size_t>(edges)), v(static_cast<size_t>(edges)), a(static_cast<size_t>(edges)),
-        b(static_cast<size_t>(edges));
-    for (int e = 0; e < edges; ++e) {
-        a[static_cast<size_t>(e)] = genotypes[static_cast<size_t>(typed[static_cast<size_t>(e)])].first;
-        b[static_cast<size_t>(e)] = genotypes[static_cast<size_t>(typed[static_cast<size_t>(e)])].second;
-    }
-    FounderAlleleGraph graph(space.founderAlleleCount(), edges);
-    std::vector<int> allele(static_cast<size_t>(space.founderAlleleCount()), 0);
-    std::vector<int> nodes, componentEdges;
-    nodes.reserve(allele.size());
-    componentEdges.reserve(static_cast<size_t>(edges));
-
-    for (uint64_t s = 0; s < states; ++s) {
-        space.founderAllelesOf(s, first.data(), second.data());
-        for (int e = 0; e < edges; ++e) {
-            u[static_cast<size_t>(e)] = first[static_cast<size_t>(typed[static_cast<size_t>(e)])];
-            v[static_cast<size_t>(e)] = second[static_cast<size_t>(typed[static_cast<size_t>(e)])];
-        }
-        graph.link(u.data(), v.data(), edges);
-        double probability = 1.0;
-        for (int e = 0; e < edges && probability > 0.0; ++e) {
-            if (graph.seen(e)) continue;
-            graph.component(e, u.data(), v.data(), nodes, componentEdges);
-            // The first founder allele of the component is one of the two alleles of the edge
-            // that reached it; every other follows along the edges.
-            const int start = u[static_cast<size_t>(e)];
-            const int candidates[2] = {a[static_cast<size_t>(e)], b[static_cast<size_t>(e)]};
-            double sum = 0.0;
-            for (int c = 0; c < (candidates[0] == candidates[1] ? 1 : 2); ++c) {
-                for (int node : nodes) allele[static_cast<size_t>(node)] = 0;
-                allele[static_cast<size_t>(start)] = candidates[c];
-                bool consistent = true;
-                // Edges in the order they were reached: each has an assigned end when visited.
-                for (size_t i = 0; i < componentEdges.size() && consistent; ++i) {
-                    const size_t edge = static_cast<size_t>(componentEdges[i]);
-                    int x = u[edge], y = v[edge];
-                    if (allele[static_cast<size_t>(x)] == 0 && y >= 0) std::swap(x, y);
-                    const int known = allele[static_cast<size_t>(x)];
-                    if (y < 0) {  // hemizygous: both typed alleles are his one allele
-                        consistent = a[edge] == b[edge] && known == a[edge];
-                        continue;
-                    }
-                    int other;
-                    if (known == a[edge]) other = b[edge];
-                    else if (known == b[edge]) other = a[edge];
-                    else {
-                        consistent = false;
-                        continue;
-                    }
-                    if (x == y) consistent = a[edge] == b[edge];
-                    else if (allele[static_cast<size_t>(y)] == 0) allele[static_cast<size_t>(y)] = other;
-                    else consistent = allele[static_cast<size_t>(y)] == other;
-                }
-                if (!consistent) continue;
-                double product = 1.0;
-                for (int node : nodes) product *= frequencies[static_cast<size_t>(allele[static_cast<size_t>(node)] - 1)];
-                sum += product;
-            }
-            probability *= sum;
-        }
-        emissions[s] = probability;
-    }
+    emissions.assign(space.states(), 0.0);
+    MarkerWalk(space, genotypes, frequencies, emissions.data()).run();
 }
+
+namespace {
+
+// The trait emissions for one assignment of trait alleles to the founder alleles, added into
+// `emissions` with the assignment's probability: a walk over the persons in order, branching on
+// each person's meiosis bits, multiplying the person's penetrance factor on the way down.
+class TraitWalk {
+public:
+    TraitWalk(const InheritanceSpace& space, const std::vector<std::array<double, 3>>& factors,
+              const std::vector<char>& observed)
+        : space(space), order(space.personOrder()), factors(factors), observed(observed),
+          first(static_cast<size_t>(space.personCount())), second(static_cast<size_t>(space.personCount())) {}
+
+    void add(uint64_t assignment, double weight, double* emissions) {
+        this->assignment = assignment;
+        this->emissions = emissions;
+        visit(0, 0, weight);
+    }
+
+private:
+    int alleleOf(const InheritanceSpace::AlleleSource& source, uint64_t state) const {
+        if (source.parent < 0) return static_cast<int>((assignment >> source.founderAllele) & 1);
+        const bool takeSecond = source.bit >= 0 && ((state >> source.bit) & 1);
+        return takeSecond ? second[static_cast<size_t>(source.parent)] : first[static_cast<size_t>(source.parent)];
+    }
+
+    // Persons order[depth..] given the bits of `state` set so far.
+    void visit(size_t depth, uint64_t state, double product) {
+        if (product == 0.0) return;
+        if (depth == order.size()) {
+            emissions[state] += product;
+            return;
+        }
+        const int person = order[depth];
+        const InheritanceSpace::AlleleSource& a = space.firstSource(person);
+        const InheritanceSpace::AlleleSource& b = space.secondSource(person);
+        const bool hemizygous = space.isHemizygous(person);
+        const int bitA = a.parent >= 0 ? a.bit : -1;
+        const int bitB = !hemizygous && b.parent >= 0 ? b.bit : -1;
+        for (int va = 0; va < (bitA >= 0 ? 2 : 1); ++va)
+            for (int vb = 0; vb < (bitB >= 0 ? 2 : 1); ++vb) {
+                uint64_t next = state;
+                if (va) next |= uint64_t(1) << bitA;
+                if (vb) next |= uint64_t(1) << bitB;
+                const int x = alleleOf(a, next);
+                const int y = hemizygous ? 0 : alleleOf(b, next);
+                first[static_cast<size_t>(person)] = x;
+                second[static_cast<size_t>(person)] = y;
+                const double factor = observed[static_cast<size_t>(person)]
+                                          ? factors[static_cast<size_t>(person)][static_cast<size_t>(x + y)]
+                                          : 1.0;
+                visit(depth + 1, next, product * factor);
+            }
+    }
+
+    const InheritanceSpace& space;
+    const std::vector<int>& order;
+    const std::vector<std::array<double, 3>>& factors;
+    const std::vector<char>& observed;
+    std::vector<int> first, second;
+    uint64_t assignment = 0;
+    double* emissions = nullptr;
+};
+
+}  // namespace
 
 void traitEmissions(const InheritanceSpace& space, const std::vector<PersonInput>& persons, const TraitModel& trait,
                     std::vector<double>& emissions) {
     const int count = space.personCount();
-    const uint64_t states = space.states();
-    emissions.assign(states, 0.0);
-
-    // Per observed person the probability of the status for 0, 1 or 2 copies of allele 2 (a
-    // hemizygous male: 0 or 1).
-    std::vector<int> observed;
-    std::vector<std::array<double, 3>> factors;
+    emissions.assign(space.states(), 0.0);
+    // Per person the probability of the status for 0, 1 or 2 copies of allele 2 (a hemizygous
+    // male: 0 or 1).
+    std::vector<std::array<double, 3>> factors(static_cast<size_t>(count));
+    std::vector<char> observed(static_cast<size_t>(count), 0);
     for (int p = 0; p < count; ++p) {
         const PersonInput& person = persons[static_cast<size_t>(p)];
         if (person.status != 1 && person.status != 2) continue;
@@ -163,44 +189,16 @@ void traitEmissions(const InheritanceSpace& space, const std::vector<PersonInput
         if (space.isHemizygous(p)) affected = {trait.malePenetrances[liability][0], trait.malePenetrances[liability][1], 0.0};
         else affected = trait.penetrances[liability];
         for (double& f : affected) f = person.status == 2 ? f : 1.0 - f;
-        observed.push_back(p);
-        factors.push_back(affected);
+        factors[static_cast<size_t>(p)] = affected;
+        observed[static_cast<size_t>(p)] = 1;
     }
-    std::vector<int> first(static_cast<size_t>(count)), second(static_cast<size_t>(count));
-    const int edges = static_cast<int>(observed.size());
-    std::vector<int> u(static_cast<size_t>(edges)), v(static_cast<size_t>(edges));
-    FounderAlleleGraph graph(space.founderAlleleCount(), edges);
-    std::vector<int> nodes, componentEdges, local(static_cast<size_t>(space.founderAlleleCount()), 0);
-
-    for (uint64_t s = 0; s < states; ++s) {
-        space.founderAllelesOf(s, first.data(), second.data());
-        for (int e = 0; e < edges; ++e) {
-            u[static_cast<size_t>(e)] = first[static_cast<size_t>(observed[static_cast<size_t>(e)])];
-            v[static_cast<size_t>(e)] = second[static_cast<size_t>(observed[static_cast<size_t>(e)])];
-        }
-        graph.link(u.data(), v.data(), edges);
-        double probability = 1.0;
-        for (int e = 0; e < edges && probability > 0.0; ++e) {
-            if (graph.seen(e)) continue;
-            graph.component(e, u.data(), v.data(), nodes, componentEdges);
-            for (size_t i = 0; i < nodes.size(); ++i) local[static_cast<size_t>(nodes[i])] = static_cast<int>(i);
-            const uint64_t assignments = uint64_t(1) << nodes.size();
-            double sum = 0.0;
-            // Bit i of an assignment: founder allele nodes[i] is trait allele 2.
-            for (uint64_t assignment = 0; assignment < assignments; ++assignment) {
-                double product = 1.0;
-                for (size_t i = 0; i < nodes.size(); ++i) product *= trait.frequencies[(assignment >> i) & 1];
-                for (int edge : componentEdges) {
-                    const size_t ed = static_cast<size_t>(edge);
-                    int copies = static_cast<int>((assignment >> local[static_cast<size_t>(u[ed])]) & 1);
-                    if (v[ed] >= 0) copies += static_cast<int>((assignment >> local[static_cast<size_t>(v[ed])]) & 1);
-                    product *= factors[ed][static_cast<size_t>(copies)];
-                }
-                sum += product;
-            }
-            probability *= sum;
-        }
-        emissions[s] = probability;
+    // Every assignment of the two trait alleles to the founder alleles, with its probability.
+    TraitWalk walk(space, factors, observed);
+    const int founderAlleles = space.founderAlleleCount();
+    for (uint64_t assignment = 0; assignment < (uint64_t(1) << founderAlleles); ++assignment) {
+        double weight = 1.0;
+        for (int n = 0; n < founderAlleles; ++n) weight *= trait.frequencies[(assignment >> n) & 1];
+        walk.add(assignment, weight, emissions.data());
     }
 }
 

@@ -35,12 +35,18 @@ public:
     // Moves a vector over the states across an interval with recombination fraction theta.
     void transition(double theta, double* values) const;
 
-private:
     struct AlleleSource {
         int parent = -1;  // -1: a founder allele of its own
         int bit = -1;     // free bit choosing the parent's second allele; -1: always the first
         int founderAllele = -1;
     };
+    // Persons with parents before children, and where each allele of a person comes from (the
+    // second of a hemizygous male is unused).
+    const std::vector<int>& personOrder() const { return order; }
+    const AlleleSource& firstSource(int person) const { return sources[static_cast<size_t>(person)].first; }
+    const AlleleSource& secondSource(int person) const { return sources[static_cast<size_t>(person)].second; }
+
+private:
     struct PersonSources {
         AlleleSource first, second;
         bool hemizygous = false;

@@ -27,16 +27,21 @@ void ScaledVector::normalise() {
     logScale += std::log(largest);
 }
 
-std::vector<double> twoPointLnLikelihoods(const InheritanceSpace& space, const ScaledVector& trait,
-                                          const ScaledVector& marker, const std::vector<double>& fractions) {
-    std::vector<double> lnLikelihoods;
-    std::vector<double> moved;
+TwoPointTrait::TwoPointTrait(const InheritanceSpace& space, const ScaledVector& trait,
+                             const std::vector<double>& fractions)
+    : bits(space.bits()), logScale(trait.logScale) {
     for (double theta : fractions) {
-        moved = marker.values;
-        space.transition(theta, moved.data());
+        moved.push_back(trait.values);
+        space.transition(theta, moved.back().data());
+    }
+}
+
+std::vector<double> TwoPointTrait::lnLikelihoods(const ScaledVector& marker) const {
+    std::vector<double> lnLikelihoods;
+    for (const std::vector<double>& trait : moved) {
         double sum = 0.0;
-        for (size_t s = 0; s < moved.size(); ++s) sum += trait.values[s] * moved[s];
-        lnLikelihoods.push_back(lnSum(sum, trait.logScale + marker.logScale, space.bits()));
+        for (size_t s = 0; s < trait.size(); ++s) sum += trait[s] * marker.values[s];
+        lnLikelihoods.push_back(lnSum(sum, logScale + marker.logScale, bits));
     }
     return lnLikelihoods;
 }

@@ -20,9 +20,19 @@ struct ScaledVector {
     void normalise();
 };
 
-// ln L of the trait and one marker at each recombination fraction between them.
-std::vector<double> twoPointLnLikelihoods(const InheritanceSpace& space, const ScaledVector& trait,
-                                          const ScaledVector& marker, const std::vector<double>& fractions);
+// The trait moved across each of a list of recombination fractions once; ln L of the trait
+// and any marker at those fractions is then one sum over the states per fraction, since
+// L(theta) = sum over s of marker(s) (T_theta trait)(s).
+class TwoPointTrait {
+public:
+    TwoPointTrait(const InheritanceSpace& space, const ScaledVector& trait, const std::vector<double>& fractions);
+    std::vector<double> lnLikelihoods(const ScaledVector& marker) const;
+
+private:
+    int bits;
+    double logScale;
+    std::vector<std::vector<double>> moved;  // per fraction
+};
 
 // Adjacent markers with fixed fractions between them, swept once; the trait is then placed
 // anywhere in or beside the window.

@@ -18,7 +18,8 @@ std::string EngineRouting::summary(const Pedigrees& pedigrees, const FastlinkPed
         for (const auto& group : {std::make_pair("native engine", &native), std::make_pair("FASTLINK", &fastlink)}) {
             if (group.second->empty()) continue;
             line += std::string("  ") + group.first + ":";
-            for (size_t position : *group.second) line += " " + pedigrees.getPedigreeLabel(set.pedigrees[position]);
+            for (size_t position : *group.second)
+                line += " " + pedigrees.getPedigreeLabel(set.pedigrees[position]) + " (" + IntToString(bits[position]) + " bits)";
             line += "\n";
         }
     }
@@ -60,6 +61,7 @@ EngineRouting routePedigrees(const Pedigrees& pedigrees, const FastlinkPedigreeS
             const double perMarker = load.carriedAlleles.empty() ? 2.0 : alleles / static_cast<double>(load.carriedAlleles.size());
             cost.haplotypes = 2.0 * std::pow(perMarker, work.markersPerEvaluation);
         }
+        routing.bits.push_back(cost.bits);
         const RouteDecision decision = chooseEngine(settings, cost);
         if (decision.route == Route::Native) routing.native.push_back(position);
         else if (decision.route == Route::Fastlink) routing.fastlink.push_back(position);

@@ -302,6 +302,7 @@ bool MLink::run(const std::string& mode, const std::string& markerName, const st
     work.liabilityClasses = liabilityClasses;
     work.evaluations = static_cast<int>(work.columns.size() * mlinkFractions().size());
     work.analysisName = nuclear ? "the nuclear singlepoint analysis" : "the singlepoint analysis";
+    work.vectors = static_cast<int>(mlinkFractions().size()) + 3;
     const EngineRouting routing = routePedigrees(*pedigrees, set, work);
     std::cout << routing.notes << routing.summary(*pedigrees, set);
     engineCounts = {static_cast<int>(routing.native.size()), static_cast<int>(routing.fastlink.size())};
@@ -333,6 +334,7 @@ bool MLink::run(const std::string& mode, const std::string& markerName, const st
             likelihood::ScaledVector traitEmission, markerEmission;
             likelihood::traitEmissions(space, input.persons, traitModel, traitEmission.values);
             traitEmission.normalise();
+            const likelihood::TwoPointTrait movedTrait(space, traitEmission, fractions);
             size_t column = 0;
             for (size_t m = 0; m < plans.size(); ++m) {
                 if (!plans[m].skipMessage.empty()) continue;
@@ -340,7 +342,7 @@ bool MLink::run(const std::string& mode, const std::string& markerName, const st
                 likelihood::markerEmissions(space, input.genotypes[column++], plans[m].locus->getAlleleFrequencies(),
                                             markerEmission.values);
                 markerEmission.normalise();
-                nativeResults[p][m][i] = likelihood::twoPointLnLikelihoods(space, traitEmission, markerEmission, fractions);
+                nativeResults[p][m][i] = movedTrait.lnLikelihoods(markerEmission);
             }
         });
     }

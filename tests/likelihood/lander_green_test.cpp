@@ -133,7 +133,7 @@ double engineLnLikelihood(const Case& c, double theta) {
     markerEmissions(space, c.marker, c.frequencies, marker.values);
     trait.normalise();
     marker.normalise();
-    return twoPointLnLikelihoods(space, trait, marker, {theta}).front();
+    return TwoPointTrait(space, trait, {theta}).lnLikelihoods(marker).front();
 }
 
 PersonInput person(int father, int mother, bool male, int status, int liability = 0) {
