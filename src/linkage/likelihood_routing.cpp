@@ -95,8 +95,9 @@ std::vector<double> linkmapTraitFractions(int position, int markers, double inte
     std::vector<double> fractions;
     if (steps <= 0) return fractions;
     if (position == 0) {
-        // From unlinked toward the first marker, which the next position starts at.
-        const double step = (0.0001 - 0.5) / steps;
+        // From unlinked toward the first marker, which the next position starts at: LINKMAP
+        // steps by 0.5 / steps although its stop value is 0.0001.
+        const double step = -0.5 / steps;
         double theta = 0.5;
         for (int j = 0; j < steps; ++j, theta += step) fractions.push_back(theta);
         return fractions;

@@ -8,7 +8,11 @@
 #include "driver/utilities.h"
 #include "engine/fastlink_limits.h"
 #include "engine/fastlink_runner.h"
+#include "engine/parallel_tasks.h"
+#include "likelihood/emissions.h"
+#include "likelihood/lander_green.h"
 #include "linkage/fastlink_batches.h"
+#include "linkage/likelihood_routing.h"
 #include "input/linkage_locus_file.h"
 #include "input/marker_map.h"
 #include "model/pedigrees.h"
@@ -23,6 +27,10 @@ struct Linkmap::WindowPlan {
     std::vector<const Locus*> loci;
     std::vector<FastlinkMarkerColumn> columns;
     std::vector<double> fractions;  // between adjacent markers
+    // Per trait position, the trait's fraction to its left neighbour at each point LINKMAP
+    // evaluates, and the fractions it prints for the point.
+    std::vector<std::vector<double>> traitFractions;
+    std::vector<std::vector<std::vector<double>>> printedPoints;
     BatchPlan batches;
     std::string notes;  // pedigrees left out, one message per line
     std::string skipMessage;
@@ -77,36 +85,59 @@ double Linkmap::pedigreeLod(const std::vector<LinkmapLikelihoods*>& window, cons
 
 namespace {
 
-// The merged record of one trait position: per evaluation point the pedigrees of every batch
-// in batch order under their report names, the totals summed over the batches. Null when the
-// batches do not hold the same points.
-LinkmapLikelihoods* mergeBatches(const std::vector<std::unique_ptr<LinkmapLikelihoods>>& batches,
-                                 const std::map<std::string, std::string>& labelOfNumber,
-                                 const LinkmapLikelihoods& shape, int pedigreeCount) {
+// The natural-log likelihoods of the native engine's pedigrees at one trait position of a
+// window: per pedigree, per evaluation point.
+using NativePositionValues = std::vector<std::vector<double>>;
+
+// The merged record of one trait position: per evaluation point every pedigree in the set's
+// order under its report name, from the FASTLINK batch that computed it (records keep
+// FASTLINK's numbers, the place in the set from 1) or from the native engine; totals are the
+// batches' totals plus the native values. Null when the sources do not hold the same points.
+LinkmapLikelihoods* mergePosition(const std::vector<std::unique_ptr<LinkmapLikelihoods>>& batches,
+                                  const NativePositionValues& native, const std::vector<size_t>& nativePositions,
+                                  const std::vector<std::vector<double>>& nativePoints, const FastlinkPedigreeSet& set,
+                                  const LinkmapLikelihoods& shape, int pedigreeCount) {
     auto merged = std::make_unique<LinkmapLikelihoods>(shape.getLocusOrder(), shape.getNumberOfLoci(),
                                                        shape.getMarkerNames(), pedigreeCount, shape.getTraitPosition());
-    const size_t points = batches.empty() ? 0 : batches.front()->getEvaluations().size();
+    const size_t points = batches.empty() ? nativePoints.size() : batches.front()->getEvaluations().size();
     for (const auto& batch : batches)
         if (batch->getEvaluations().size() != points) return nullptr;
+    if (!native.empty() && nativePoints.size() != points) return nullptr;
+    std::vector<int> fromNative(set.pedigrees.size(), -1);
+    for (size_t i = 0; i < nativePositions.size(); ++i) fromNative[nativePositions[i]] = static_cast<int>(i);
+    std::vector<const FastlinkLikelihood*> fromBatches(set.pedigrees.size(), nullptr);
     for (size_t e = 0; e < points; ++e) {
-        const std::vector<double>& thetas = batches.front()->getEvaluations()[e]->getRecombinationFractions();
+        const std::vector<double>& thetas =
+            batches.empty() ? nativePoints[e] : batches.front()->getEvaluations()[e]->getRecombinationFractions();
+        if (!native.empty() && thetas != nativePoints[e]) return nullptr;
         auto* point = new FastlinkLikelihoods(thetas.empty() ? 0.0 : thetas.front());
         point->setRecombinationFractions(thetas);
         double lnLike = 0.0, log10Like = 0.0;
+        std::fill(fromBatches.begin(), fromBatches.end(), nullptr);
         for (const auto& batch : batches) {
             const FastlinkLikelihoods* part = batch->getEvaluations()[e];
             if (part->getRecombinationFractions() != thetas) {
                 delete point;
                 return nullptr;
             }
-            for (const std::string& number : part->getPedigreeNames()) {
-                const FastlinkLikelihood* pedigree = part->getLikelihood(number);
-                const auto label = labelOfNumber.find(number);
-                point->addLikelihood(label == labelOfNumber.end() ? number : label->second, pedigree->getLnLike(),
-                                     pedigree->getLog10Like(), pedigree->getLodScore());
-            }
+            for (const std::string& number : part->getPedigreeNames())
+                fromBatches[static_cast<size_t>(stringToInt(number) - 1)] = part->getLikelihood(number);
             lnLike += part->getLnLikeTotal();
             log10Like += part->getLog10Total();
+        }
+        for (size_t position = 0; position < set.pedigrees.size(); ++position) {
+            const std::string& label = set.nameOfNumber.at(IntToString(static_cast<int>(position) + 1));
+            if (fromNative[position] >= 0) {
+                // As LINKMAP's line is read: six decimals, -infinity where the data cannot occur.
+                const double value = native[static_cast<size_t>(fromNative[position])][e];
+                const double ln = std::isinf(value) ? value : std::round(value * 1e6) / 1e6;
+                const double log10 = std::isinf(value) ? value : std::round(value / std::log(10.0) * 1e6) / 1e6;
+                point->addLikelihood(label, ln, log10, -99.0);
+                lnLike += ln;
+                log10Like += log10;
+            } else if (const FastlinkLikelihood* pedigree = fromBatches[position]) {
+                point->addLikelihood(label, pedigree->getLnLike(), pedigree->getLog10Like(), pedigree->getLodScore());
+            }
         }
         point->setLnLikeTotal(lnLike);
         point->setLog10Total(log10Like);
@@ -167,7 +198,7 @@ LinkageLocusFile* linkmapLocusFile(const LinkageLocusFile* model, const Locus* t
 
 }  // namespace
 
-bool Linkmap::planWindow(const std::vector<int>& loci, const FastlinkPedigreeSet& set, WindowPlan& plan) {
+bool Linkmap::planWindow(const std::vector<int>& loci, WindowPlan& plan) {
     MarkerMap* map = pedigrees->getMarkerMap();
     for (int locus : loci) {
         const std::string index = IntToString(locus - 1);
@@ -189,26 +220,55 @@ bool Linkmap::planWindow(const std::vector<int>& loci, const FastlinkPedigreeSet
             plan.skipMessage = "Skipping window " + plan.key + "since markers " + plan.markerNames[m] + " and " +
                                plan.markerNames[m + 1] + " are at the same map position\n";
     }
-    if (!plan.skipMessage.empty()) return true;
+    // The points LINKMAP evaluates at each trait position, with the fractions it prints.
+    const int k = static_cast<int>(loci.size());
+    for (int t = 0; t <= k && plan.skipMessage.empty(); ++t) {
+        const double interval = t > 0 && t < k ? plan.fractions[static_cast<size_t>(t - 1)] : 0.5;
+        plan.traitFractions.push_back(linkmapTraitFractions(t, k, interval, steps));
+        std::vector<std::vector<double>> printed;
+        for (double left : plan.traitFractions.back()) {
+            std::vector<double> thetas;
+            for (int i = 0; i + 1 < k; ++i) {
+                if (t - 1 == i) {
+                    thetas.push_back(printedFraction(left));
+                    thetas.push_back(printedFraction(rightFraction(plan.fractions[static_cast<size_t>(i)], left)));
+                } else {
+                    thetas.push_back(printedFraction(plan.fractions[static_cast<size_t>(i)]));
+                }
+            }
+            if (t == 0) thetas.insert(thetas.begin(), printedFraction(left));
+            if (t == k) thetas.push_back(printedFraction(left));
+            printed.push_back(thetas);
+        }
+        plan.printedPoints.push_back(printed);
+    }
+    return true;
+}
 
+void Linkmap::planBatches(const FastlinkPedigreeSet& set, const std::vector<size_t>& positions, bool nativeToo,
+                          WindowPlan& plan) {
     std::vector<PedigreeLoad> loads;
-    for (const Pedigree* pedigree : set.pedigrees) loads.push_back(pedigrees->getFastlinkLoad(pedigree, plan.columns));
+    for (size_t position : positions) loads.push_back(pedigrees->getFastlinkLoad(set.pedigrees[position], plan.columns));
     std::vector<std::vector<double>> frequencies;
     for (const Locus* locus : plan.loci) frequencies.push_back(locus->getAlleleFrequencies());
     // As few runs as the limits allow: LINKMAP sets up tables of a few hundred megabytes at the
     // start of every run, which costs more than it saves to give small pedigrees runs of their
     // own (measured on the shipped example: 116 s one pedigree per run, 88 s one run per
     // position). The trait positions give the cores enough runs to share.
-    plan.batches = planBatches(loads, frequencies);
-    for (const SkippedPedigree& skipped : plan.batches.skipped)
+    plan.batches = ::planBatches(loads, frequencies);
+    for (PedigreeBatch& batch : plan.batches.batches)
+        for (size_t& pedigree : batch.pedigrees) pedigree = positions[pedigree];
+    for (SkippedPedigree& skipped : plan.batches.skipped) {
+        skipped.pedigree = positions[skipped.pedigree];
         plan.notes += "Skipping pedigree " + pedigrees->getPedigreeLabel(set.pedigrees[skipped.pedigree]) +
                       " for the window " + plan.key + "since it has " + skipped.reason +
                       (skipped.markerColumn >= 0
                            ? " at marker " + plan.markerNames[static_cast<size_t>(skipped.markerColumn)]
                            : "") +
                       "\n";
-    if (plan.batches.batches.empty()) plan.skipMessage = "Skipping window " + plan.key + "since no pedigree can be analysed\n";
-    return true;
+    }
+    if (plan.batches.batches.empty() && !nativeToo)
+        plan.skipMessage = "Skipping window " + plan.key + "since no pedigree can be analysed\n";
 }
 
 bool Linkmap::run() {
@@ -262,7 +322,10 @@ bool Linkmap::run() {
         return false;
     }
 
-    if (windowSize < 2) {
+    // Window size 0: every marker of a chromosome in one window, which only the native engine
+    // computes; LINKMAP takes the trait and at most 7 markers.
+    const bool fastlinkOnly = pedigrees->getEngineSettings().kind == EngineKind::Fastlink;
+    if (windowSize < 2 && !(windowSize == 0 && !fastlinkOnly)) {
         std::cout << "Warning: Multipoint window size must be > 1! Setting window size to 3.\n";
         windowSize = 3;
     }
@@ -271,8 +334,7 @@ bool Linkmap::run() {
                   << loci.size() << "\n";
         windowSize = static_cast<int>(loci.size());
     }
-    // LINKMAP takes the trait and at most this many markers.
-    if (windowSize > fastlink_limits::kLociPerRun - 1) {
+    if (fastlinkOnly && windowSize > fastlink_limits::kLociPerRun - 1) {
         std::cout << "Warning: LINKMAP takes at most " << fastlink_limits::kLociPerRun - 1
                   << " markers with the trait! Setting window size to " << fastlink_limits::kLociPerRun - 1 << "\n";
         windowSize = fastlink_limits::kLociPerRun - 1;
@@ -282,10 +344,35 @@ bool Linkmap::run() {
     return true;
 }
 
+// The windows of a scan: `size` adjacent loci sliding along the list, or for size 0 the loci
+// of each chromosome (a chromosome with a single marker has no window).
+static std::vector<std::vector<int>> scanWindows(const std::vector<int>& loci, int size, MarkerMap& map) {
+    std::vector<std::vector<int>> windows;
+    if (size > 0) {
+        for (size_t s = 0; s + static_cast<size_t>(size) <= loci.size(); ++s)
+            windows.emplace_back(loci.begin() + static_cast<long>(s), loci.begin() + static_cast<long>(s) + size);
+        return windows;
+    }
+    std::string chromosome;
+    for (int locus : loci) {
+        const std::string& here = map.getMarker(IntToString(locus - 1))->getChromosome();
+        if (windows.empty() || here != chromosome) windows.emplace_back();
+        chromosome = here;
+        windows.back().push_back(locus);
+    }
+    std::vector<std::vector<int>> kept;
+    for (const std::vector<int>& window : windows)
+        if (window.size() > 1) kept.push_back(window);
+        else
+            std::cout << "Skipping chromosome " << map.getMarker(IntToString(window.front() - 1))->getChromosome()
+                      << ", since it has one marker to analyse\n";
+    return kept;
+}
+
 bool Linkmap::execute_analysis(const std::vector<std::string>& analysed, const std::vector<int>& loci) {
     std::cout << "Multipoint linkage analysis...\n"
               << std::string(78, '=') << "\n"
-              << "Multipoint window size " << windowSize << "\n"
+              << "Multipoint window size " << windowSize << (windowSize == 0 ? " (whole chromosomes)" : "") << "\n"
               << "Number of phenotypes " << analysed.size() << "\n"
               << "Number of markers    " << loci.size() << "\n";
 
@@ -299,16 +386,122 @@ bool Linkmap::execute_analysis(const std::vector<std::string>& analysed, const s
     if (liabilityClasses == 0) return false;
     const FastlinkPedigreeSet set = fastlinkPedigreeSet(*pedigrees, false);
 
-    const size_t windows = loci.size() - static_cast<size_t>(windowSize) + 1;
+    const std::vector<std::vector<int>> windowLoci = scanWindows(loci, windowSize, *pedigrees->getMarkerMap());
+    const size_t windows = windowLoci.size();
     std::vector<WindowPlan> plans(windows);
-    for (size_t s = 0; s < windows; ++s)
-        if (!planWindow(std::vector<int>(loci.begin() + static_cast<long>(s),
-                                         loci.begin() + static_cast<long>(s) + windowSize),
-                        set, plans[s]))
+    for (size_t w = 0; w < windows; ++w)
+        if (!planWindow(windowLoci[w], plans[w])) return false;
+
+    // The marker columns of the scan, each once; a window reads its own by position.
+    std::vector<const FastlinkMarkerColumn*> columns;
+    std::map<std::string, size_t> columnOf;
+    size_t largestWindow = 0;
+    int points = 0;
+    for (const WindowPlan& plan : plans) {
+        if (!plan.skipMessage.empty()) continue;
+        largestWindow = std::max(largestWindow, plan.columns.size());
+        for (const FastlinkMarkerColumn& column : plan.columns)
+            if (columnOf.emplace(column.markerIndex, columns.size()).second) columns.push_back(&column);
+        for (const auto& position : plan.printedPoints) points += static_cast<int>(position.size());
+    }
+    AnalysisWork work;
+    work.traits = analysed;
+    work.columns = columns;
+    work.liabilityClasses = liabilityClasses;
+    work.evaluations = points;
+    work.markersPerEvaluation = static_cast<int>(std::max<size_t>(1, largestWindow));
+    work.vectors = 3 * static_cast<int>(largestWindow) + 3;
+    work.fastlinkUsable = static_cast<int>(largestWindow) <= fastlink_limits::kLociPerRun - 1;
+    work.analysisName = "the multipoint analysis";
+    const EngineRouting routing = routePedigrees(*pedigrees, set, work);
+    std::cout << routing.notes << routing.summary(*pedigrees, set);
+    engineCounts = {static_cast<int>(routing.native.size()), static_cast<int>(routing.fastlink.size())};
+
+    // Native pedigrees: [phenotype][window][trait position][native pedigree][point].
+    std::vector<std::vector<std::vector<NativePositionValues>>> nativeResults(
+        analysed.size(), std::vector<std::vector<NativePositionValues>>(windows));
+    std::vector<size_t> outOfMemory;
+    const size_t nativeCount = routing.native.size();
+    if (nativeCount > 0) {
+        likelihood::TraitModel traitModel;
+        std::string whyNot;
+        if (!likelihoodTraitModel(trait, model->getXlinked() != 0, traitModel, whyNot)) {
+            std::cout << "Error: The native likelihood engine cannot take the trait: " << whyNot << "\n";
             return false;
+        }
+        for (auto& phenotype : nativeResults)
+            for (size_t w = 0; w < windows; ++w)
+                if (plans[w].skipMessage.empty())
+                    phenotype[w].assign(plans[w].printedPoints.size(), NativePositionValues(nativeCount));
+        outOfMemory = runParallelTasks(pedigrees->getParallelJobs(), analysed.size() * nativeCount, [&](size_t task) {
+            const size_t p = task / nativeCount, i = task % nativeCount;
+            likelihood::PedigreeInput input;
+            std::string ignored;
+            pedigrees->getLikelihoodInput(set.pedigrees[routing.native[i]], analysed[p], liabilityClasses, columns,
+                                          input, ignored);
+            likelihood::InheritanceSpace space;
+            likelihood::InheritanceSpace::build(input, model->getXlinked() != 0, space);
+            likelihood::ScaledVector traitEmission;
+            likelihood::traitEmissions(space, input.persons, traitModel, traitEmission.values);
+            traitEmission.normalise();
+            for (size_t w = 0; w < windows; ++w) {
+                const WindowPlan& plan = plans[w];
+                if (!plan.skipMessage.empty()) continue;
+                std::vector<likelihood::ScaledVector> markers(plan.columns.size());
+                for (size_t m = 0; m < plan.columns.size(); ++m) {
+                    likelihood::markerEmissions(space, input.genotypes[columnOf.at(plan.columns[m].markerIndex)],
+                                                plan.loci[m]->getAlleleFrequencies(), markers[m].values);
+                    markers[m].normalise();
+                }
+                likelihood::MarkerWindow sweep(space, markers, plan.fractions);
+                markers.clear();
+                const int k = static_cast<int>(plan.columns.size());
+                for (int t = 0; t <= k; ++t) {
+                    std::vector<double>& values = nativeResults[p][w][static_cast<size_t>(t)][i];
+                    for (double left : plan.traitFractions[static_cast<size_t>(t)]) {
+                        const double right =
+                            t > 0 && t < k ? rightFraction(plan.fractions[static_cast<size_t>(t - 1)], left) : 0.0;
+                        values.push_back(sweep.lnLikelihood(traitEmission, t, left, right));
+                    }
+                }
+            }
+        });
+    }
+    // Pedigrees the native engine ran out of memory on go to FASTLINK where it can take them,
+    // or are skipped.
+    std::vector<size_t> fastlinkPositions = routing.fastlink;
+    std::vector<size_t> nativePositions = routing.native;
+    if (!outOfMemory.empty()) {
+        std::vector<char> failed(nativeCount, 0);
+        for (size_t task : outOfMemory) failed[task % nativeCount] = 1;
+        nativePositions.clear();
+        for (size_t i = 0; i < nativeCount; ++i) {
+            if (!failed[i]) {
+                nativePositions.push_back(routing.native[i]);
+                continue;
+            }
+            const std::string label = pedigrees->getPedigreeLabel(set.pedigrees[routing.native[i]]);
+            if (pedigrees->getEngineSettings().kind == EngineKind::Auto && work.fastlinkUsable) {
+                std::cout << "The native engine ran out of memory on pedigree " << label << ": FASTLINK computes it\n";
+                fastlinkPositions.push_back(routing.native[i]);
+            } else {
+                std::cout << "Skipping pedigree " << label << ", since the native engine ran out of memory on it\n";
+            }
+        }
+        std::sort(fastlinkPositions.begin(), fastlinkPositions.end());
+        for (auto& phenotype : nativeResults)
+            for (auto& window : phenotype)
+                for (NativePositionValues& position : window) {
+                    NativePositionValues kept;
+                    for (size_t i = 0; i < position.size(); ++i)
+                        if (!failed[i]) kept.push_back(position[i]);
+                    position = kept;
+                }
+    }
+    for (WindowPlan& plan : plans)
+        if (plan.skipMessage.empty()) planBatches(set, fastlinkPositions, !nativePositions.empty(), plan);
 
     const std::string program = slow ? "linkmapvarkelslow" : "linkmapvarkel";
-    const int k = windowSize;
     // [phenotype][window][trait position][batch]
     std::vector<std::vector<std::vector<std::vector<std::unique_ptr<LinkmapLikelihoods>>>>> batchResults(
         analysed.size());
@@ -318,14 +511,15 @@ bool Linkmap::execute_analysis(const std::vector<std::string>& analysed, const s
         for (size_t w = 0; w < windows; ++w) {
             const WindowPlan& plan = plans[w];
             if (!plan.skipMessage.empty()) continue;
+            const int k = static_cast<int>(plan.columns.size());
             batchResults[p][w].resize(static_cast<size_t>(k) + 1);
             for (int t = 0; t <= k; ++t) {
                 batchResults[p][w][static_cast<size_t>(t)].resize(plan.batches.batches.size());
                 for (size_t b = 0; b < plan.batches.batches.size(); ++b) {
                     const PedigreeBatch& batch = plan.batches.batches[b];
-                    std::vector<const FastlinkMarkerColumn*> columns;
-                    for (const FastlinkMarkerColumn& column : plan.columns) columns.push_back(&column);
-                    const BatchInput input = batchInput(*pedigrees, set, batch, analysed[p], liabilityClasses, columns);
+                    std::vector<const FastlinkMarkerColumn*> batchColumns;
+                    for (const FastlinkMarkerColumn& column : plan.columns) batchColumns.push_back(&column);
+                    const BatchInput input = batchInput(*pedigrees, set, batch, analysed[p], liabilityClasses, batchColumns);
                     FastlinkJob job;
                     job.description = "trait " + analysed[p] + " at position " + IntToString(t) + " of the window " +
                                       plan.key + input.pedigreesText;
@@ -380,12 +574,21 @@ bool Linkmap::execute_analysis(const std::vector<std::string>& analysed, const s
                 std::cout << plan.skipMessage;
                 continue;
             }
+            const int k = static_cast<int>(plan.columns.size());
+            const int pedigreeCount = static_cast<int>(nativePositions.size() + fastlinkPositions.size() -
+                                                       plan.batches.skipped.size());
             std::vector<LinkmapLikelihoods*> records;
             for (int t = 0; t <= k; ++t) {
-                const auto& parts = batchResults[p][w][static_cast<size_t>(t)];
-                LinkmapLikelihoods* merged = mergeBatches(parts, set.nameOfNumber, *parts.front(),
-                                                          static_cast<int>(set.pedigrees.size() -
-                                                                           plan.batches.skipped.size()));
+                std::vector<int> order;
+                for (int m = 0; m < k; ++m) order.push_back(m + 2);
+                order.insert(order.begin() + t, 1);
+                const LinkmapLikelihoods shape(order, k + 1, plan.markerNames, pedigreeCount, t);
+                const NativePositionValues none;
+                const NativePositionValues& native =
+                    nativePositions.empty() ? none : nativeResults[p][w][static_cast<size_t>(t)];
+                LinkmapLikelihoods* merged =
+                    mergePosition(batchResults[p][w][static_cast<size_t>(t)], native, nativePositions,
+                                  plan.printedPoints[static_cast<size_t>(t)], set, shape, pedigreeCount);
                 if (!merged) {
                     std::cout << "Error: The batches of the window " << plan.key
                               << "evaluated different points\n";

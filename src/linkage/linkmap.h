@@ -6,6 +6,7 @@
 // one record per trait position, with the user's pedigree names.
 
 #include <map>
+#include <utility>
 #include <string>
 #include <vector>
 
@@ -52,6 +53,8 @@ public:
     bool writeHLodResults(const std::string& base);
     bool writeHLodResultsByFamily(const std::string& base);
     std::string welcome() const;
+    // Pedigrees computed by the native engine and by FASTLINK in the last run.
+    std::pair<int, int> getEngineCounts() const { return engineCounts; }
 
     // The records of a phenotype's window, one per trait position.
     const std::vector<std::string>& getPhenotypes() const { return phenotypes; }
@@ -69,7 +72,9 @@ public:
 
 private:
     struct WindowPlan;
-    bool planWindow(const std::vector<int>& loci, const FastlinkPedigreeSet& set, WindowPlan& plan);
+    bool planWindow(const std::vector<int>& loci, WindowPlan& plan);
+    void planBatches(const FastlinkPedigreeSet& set, const std::vector<size_t>& positions, bool nativeToo,
+                     WindowPlan& plan);
     bool execute_analysis(const std::vector<std::string>& analysed, const std::vector<int>& loci);
     void clear();
     void clearHLods();
@@ -88,4 +93,5 @@ private:
     // [phenotype][window key][trait position][evaluation point][alpha]
     std::map<std::string, std::map<std::string, std::vector<std::vector<std::vector<LinkmapHLod*>>>>> hlods;
     std::vector<std::string> alphaNames;
+    std::pair<int, int> engineCounts{0, 0};
 };
