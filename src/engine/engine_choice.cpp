@@ -23,27 +23,28 @@ int defaultMaxBits(int threads, int vectors) {
     return std::max(1, std::min(40, static_cast<int>(std::floor(std::log2(memory / perState)))));
 }
 
-// Seconds per unit of work, measured on the shipped example (see bench/engine_choice.sh): a
-// state's share of one transition per bit, of one emission per person, and FASTLINK's per
-// person and squared haplotype of one evaluation.
+// Seconds per unit of work, measured on the shipped example (one pedigree at a time, window 3,
+// bench/engines.sh): a leaf of the trait's walk, a state and person of a marker's walk, a
+// state and bit of a transition, a state of a sum; FASTLINK's per person and squared haplotype
+// of one evaluation.
 namespace {
-const double kTransitionPerStateBit = 1.2e-9;
-const double kEmissionPerStatePerson = 6e-9;
-const double kFastlinkPerPersonHaplotype2 = 3e-9;
-const double kFastlinkPerEvaluation = 2e-4;
+const double kTraitLeaf = 4e-9;
+const double kMarkerStatePerson = 1e-9;
+const double kTransitionStateBit = 1.8e-9;
+const double kSumState = 1e-9;
+const double kFastlinkPersonHaplotype2 = 3e-9;
 }  // namespace
 
 double nativeSeconds(const PedigreeCost& cost) {
     const double states = std::ldexp(1.0, cost.bits);
-    const double emissions =
-        states * cost.persons * (cost.markerEmissions + std::ldexp(1.0, std::min(cost.founderAlleles, 30)));
-    const double transitions = states * (cost.bits + 1) * 2.0 * cost.evaluations;
-    return kEmissionPerStatePerson * emissions + kTransitionPerStateBit * transitions;
+    return kTraitLeaf * std::ldexp(states, std::min(cost.founderAlleles, 40)) * cost.traitEmissions +
+           kMarkerStatePerson * states * cost.persons * cost.markerEmissions +
+           kTransitionStateBit * states * (cost.bits + 1) * cost.transitions + kSumState * states * cost.sums;
 }
 
 double fastlinkSeconds(const PedigreeCost& cost) {
     return cost.evaluations *
-           (kFastlinkPerEvaluation + kFastlinkPerPersonHaplotype2 * cost.persons * cost.haplotypes * cost.haplotypes);
+           (cost.runShare + kFastlinkPersonHaplotype2 * cost.persons * cost.haplotypes * cost.haplotypes);
 }
 
 RouteDecision chooseEngine(const EngineSettings& settings, const PedigreeCost& cost) {

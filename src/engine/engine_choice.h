@@ -25,15 +25,21 @@ struct PedigreeCost {
     bool nativeUsable = true;  // false: whyNotNative says why
     std::string whyNotNative;
     bool fastlinkUsable = true;
-    int bits = 0;               // free meiosis bits
-    int founderAlleles = 0;     // bounds the trait's work per state
+    int bits = 0;            // free meiosis bits
+    int founderAlleles = 0;  // the trait's emissions sum over their 2^n assignments
     int persons = 0;
-    int markers = 1;            // marker loci of one evaluation
-    double haplotypes = 2.0;    // product over the loci of the alleles FASTLINK sees
-    int evaluations = 1;        // likelihoods computed (thetas, or trait positions of all windows)
-    int markerEmissions = 1;    // marker loci whose emissions are computed
+    // The native engine's work: trait and marker emissions, transitions of a vector over the
+    // states, and sums over the states.
+    double traitEmissions = 1.0;
+    double markerEmissions = 1.0;
+    double transitions = 1.0;
+    double sums = 1.0;
+    // FASTLINK's: likelihoods evaluated, each costing a share of a program run and growing
+    // with the persons and the square of the haplotypes of its loci.
+    double evaluations = 1.0;
+    double runShare = 0.0;   // seconds of program start and set-up per evaluation
+    double haplotypes = 2.0;
 };
-
 double nativeSeconds(const PedigreeCost& cost);
 double fastlinkSeconds(const PedigreeCost& cost);
 

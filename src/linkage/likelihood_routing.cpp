@@ -35,10 +35,14 @@ EngineRouting routePedigrees(const Pedigrees& pedigrees, const FastlinkPedigreeS
     for (size_t position = 0; position < set.pedigrees.size(); ++position) {
         const Pedigree* pedigree = set.pedigrees[position];
         PedigreeCost cost;
+        const double traits = static_cast<double>(work.traits.size());
         cost.fastlinkUsable = work.fastlinkUsable;
-        cost.evaluations = work.evaluations * static_cast<int>(work.traits.size());
-        cost.markerEmissions = static_cast<int>(work.columns.size());
-        cost.markers = work.markersPerEvaluation;
+        cost.traitEmissions = traits;
+        cost.markerEmissions = traits * work.markerEmissions;
+        cost.transitions = traits * work.transitions;
+        cost.sums = traits * work.sums;
+        cost.evaluations = traits * work.evaluations;
+        cost.runShare = work.runShare;
         likelihood::PedigreeInput input;
         likelihood::InheritanceSpace space;
         for (const std::string& trait : work.traits)

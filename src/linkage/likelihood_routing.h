@@ -23,16 +23,23 @@ struct EngineRouting {
     std::string summary(const Pedigrees& pedigrees, const FastlinkPedigreeSet& set) const;
 };
 
-// What the analysis asks of every pedigree, for the cost of each engine.
+// What the analysis asks of every pedigree and trait, for the cost of each engine.
 struct AnalysisWork {
     std::vector<std::string> traits;
     std::vector<const FastlinkMarkerColumn*> columns;  // every marker column the analysis reads
     int liabilityClasses = 1;
-    int evaluations = 1;       // likelihoods per pedigree and trait, over all markers or windows
+    // Per trait: the native engine's marker emissions, transitions and sums over the states.
+    double markerEmissions = 1.0;
+    double transitions = 1.0;
+    double sums = 1.0;
+    // Per trait: FASTLINK's evaluations, the share of a program run of each, and the markers
+    // of one evaluation.
+    double evaluations = 1.0;
+    double runShare = 0.0;
     int markersPerEvaluation = 1;
     int vectors = 3;             // vectors over the states the native engine keeps per pedigree
     bool fastlinkUsable = true;  // false where FASTLINK cannot take the analysis (window too large)
-    std::string analysisName;    // "marker M1" or "the window ..." in messages
+    std::string analysisName;    // "the singlepoint analysis" in messages
 };
 
 EngineRouting routePedigrees(const Pedigrees& pedigrees, const FastlinkPedigreeSet& set, const AnalysisWork& work);
