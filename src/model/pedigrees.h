@@ -253,6 +253,10 @@ private:
     bool writeDerivedFrequenciesFile(const std::string& fileName, const std::string& sections) const;
     bool writePedigreeStatistics(const std::string& fileName) const;
     bool writeGenotypeStatistics(const std::string& fileName);
+    // The tables of allele frequencies and of the Hardy-Weinberg tests, for R or pandas; the
+    // second reads the genotype counts that writeGenotypeStatistics makes.
+    bool writeFrequencyTable(const std::string& fileName) const;
+    bool writeHardyWeinbergTable(const std::string& fileName) const;
     bool writeNumberOfHrrTdtSibpairPeds(const std::string& fileName, const DerivedSetStatistics& statistics) const;
 
     friend class PedigreesTestAccess;
