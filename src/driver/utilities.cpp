@@ -1,5 +1,7 @@
 #include "driver/utilities.h"
 
+#include <unistd.h>
+
 #include <cctype>
 #include <cerrno>
 #include <cmath>
@@ -121,7 +123,16 @@ bool copy_file(const char* source, const char* destination) {
 
 void delete_intermediate_files() { run_directory::remove(); }
 
+namespace {
+bool quietConsole = false;
+}  // namespace
+
+void setQuietConsole(bool quiet) { quietConsole = quiet; }
+bool isQuietConsole() { return quietConsole; }
+bool showsProgress() { return !quietConsole && isatty(STDOUT_FILENO); }
+
 void progressReportX(const char* label, int done, int total) {
+    if (!showsProgress()) return;
     const int percent = (done * 100) / total;
     if (percent % 10 != 0) return;
     std::printf("%s: %d%%%20s\r", label, percent, "");

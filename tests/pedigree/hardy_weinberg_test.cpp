@@ -135,7 +135,7 @@ TEST(HardyWeinberg, GenotypeTestOnPairsOfAllelesSeenInEachGroup) {
     dir.write("u.map", mapFile({"S", "B", "T", "H"}));
     dir.write("u.model", "0 0.01 1\n0.01 0.9 0.9\n");
     const RunResult run = runProgram(
-        "varkel", {"--post", "--ped", "u.ped", "--map", "u.map", "--model", "u.model", "--stats", "--tdt", "--prefix", "u"},
+        "varkel", {"--post", "--ped", "u.ped", "--map", "u.map", "--model", "u.model", "--stats", "--prefix", "u"},
         dir.path());
     ASSERT_EQ(run.status, 0) << run.output;
 
@@ -249,7 +249,7 @@ TEST(HardyWeinberg, BiallelicTestsAsPlinkHardy) {
     varkelDir.write("u.map", mapFile({"S", "B"}));
     varkelDir.write("u.model", "0 0.01 1\n0.01 0.9 0.9\n");
     const RunResult run = runProgram(
-        "varkel", {"--post", "--ped", "u.ped", "--map", "u.map", "--model", "u.model", "--stats", "--tdt", "--prefix", "u"},
+        "varkel", {"--post", "--ped", "u.ped", "--map", "u.map", "--model", "u.model", "--stats", "--prefix", "u"},
         varkelDir.path());
     ASSERT_EQ(run.status, 0) << run.output;
     std::map<std::string, std::vector<std::string>> varkelRows;
