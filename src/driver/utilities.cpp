@@ -143,16 +143,32 @@ namespace {
 bool randomSeeded = false;
 bool seedChosen = false;
 unsigned int chosenSeed = 0;
+bool seedFromClock = false;
 }  // namespace
 
 void setRandomSeed(unsigned int seed) {
     seedChosen = true;
+    seedFromClock = false;
     chosenSeed = seed;
+}
+
+unsigned int randomSeed() {
+    if (!seedChosen) {
+        chosenSeed = static_cast<unsigned int>(std::time(nullptr));
+        seedChosen = true;
+        seedFromClock = true;
+    }
+    return chosenSeed;
+}
+
+bool isRandomSeedFromClock() {
+    randomSeed();
+    return seedFromClock;
 }
 
 double getRandom() {
     if (!randomSeeded) {
-        std::srand(seedChosen ? chosenSeed : static_cast<unsigned int>(std::time(nullptr)));
+        std::srand(randomSeed());
         randomSeeded = true;
     }
     return std::rand() / 2147483647.0;

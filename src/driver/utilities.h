@@ -35,6 +35,10 @@ bool showsProgress();
 // clock, or from the value given to setRandomSeed before that first use.
 double getRandom();
 void setRandomSeed(unsigned int seed);
+// The seed of the generator: the one given, or the clock's, chosen at the first call (of this
+// or getRandom), so that reports can state it before or after the draws.
+unsigned int randomSeed();
+bool isRandomSeedFromClock();
 
 double pnorm(double z);
 double chipr(double x, int df);

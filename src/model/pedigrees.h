@@ -206,6 +206,8 @@ private:
     bool liabilityColumn = false;
     bool xlinked = false;
     std::string frequencyType = "a";
+    // Founders' or males' frequencies were asked but some allele is missing from that group.
+    bool allPersonsFrequenciesInstead = false;
     bool verbose = false;
     bool trim = false;
     std::string outputPrefix;

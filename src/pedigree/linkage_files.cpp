@@ -223,6 +223,7 @@ bool Pedigrees::makeLinkageLocusFile() {
                 std::cout << "\nWarning: All alleles are not found from " << type << "\n"
                           << "...using allele frequencies from all" << std::endl;
                 type = "all";
+                allPersonsFrequenciesInstead = true;
                 break;
             }
         }

@@ -155,3 +155,39 @@ TEST(OptionsAct, AnUnwritablePrefixDirectoryStopsTheRunBeforeAnyReading) {
     EXPECT_EQ(absolute.status, 0) << absolute.output;
     EXPECT_TRUE(dir.exists("abs_hwe.tsv"));
 }
+
+TEST(OptionsAct, ReportsStateTheSeedAndTheAlleleFrequenciesUsed) {
+    ScratchDir dir;
+    writeFamily(dir);
+    // Without --seed the clock's seed is stated; given back with --seed, it repeats the run.
+    const RunResult clock = runProgram("varkel", post({"--hrrrand", "--quiet", "--prefix", "c"}), dir.path());
+    ASSERT_EQ(clock.status, 0) << clock.output;
+    const std::string report = dir.read("c_hrr.out");
+    const size_t at = report.find("Random seed            : ");
+    ASSERT_NE(at, std::string::npos) << report;
+    const std::string seedLine = report.substr(at, report.find('\n', at) - at);
+    const std::string suffix = " (from the clock)";
+    ASSERT_GT(seedLine.size(), suffix.size());
+    EXPECT_EQ(seedLine.substr(seedLine.size() - suffix.size()), suffix);
+    const std::string seed = seedLine.substr(25, seedLine.size() - 25 - suffix.size());
+    EXPECT_TRUE(contains(dir.read("c_summary.out"), seedLine + "\n"));
+    EXPECT_TRUE(contains(report, "Allele frequencies     : all persons\n"));
+
+    const RunResult again =
+        runProgram("varkel", post({"--hrrrand", "--quiet", "--seed", seed, "--prefix", "s"}), dir.path());
+    ASSERT_EQ(again.status, 0) << again.output;
+    EXPECT_TRUE(contains(dir.read("s_hrr.out"), "Random seed            : " + seed + "\n"));
+    EXPECT_EQ(dir.read("s_hrr.tsv"), dir.read("c_hrr.tsv"));
+
+    // Founders' frequencies asked, but a child of untyped parents carries allele 7, which no
+    // founder has: all persons' frequencies are used, and the reports say so.
+    dir.write("post.ped", dir.read("post.ped") + "2 1 0 0 3 0 0 1 0 1 0 0 0 0\n2 2 0 0 3 0 0 2 0 1 0 0 0 0\n"
+                                                 "2 3 1 2 0 0 0 1 0 2 1 7 5 5\n");
+    const RunResult founders =
+        runProgram("varkel", post({"-k", "model.txt", "--tdt", "--freq", "f", "--prefix", "f"}), dir.path());
+    ASSERT_EQ(founders.status, 0) << founders.output;
+    EXPECT_TRUE(contains(dir.read("f_summary.out"),
+                         "Allele frequencies     : founders asked; all persons used (an allele is missing from "
+                         "founders)\n"))
+        << dir.read("f_summary.out");
+}
