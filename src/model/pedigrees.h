@@ -149,6 +149,9 @@ public:
     RBTree<Pedigree>* createNuclearPedigrees();
     // The pedigrees as read, or the nuclear pedigrees (decomposed on first use).
     const RBTree<Pedigree>* getPedigreeSet(bool nuclear);
+    // The pedigrees in the order of the pedigree file (those not read from it after them, in
+    // tree order); nuclear families after their pedigree's, in the order they were found.
+    std::vector<const Pedigree*> getPedigreesInInputOrder(bool nuclear);
     // The pedigree's name in reports: the user's pedigree id; for a nuclear pedigree the user's
     // id of the pedigree it comes from and its number within that pedigree ("12-2").
     std::string getPedigreeLabel(const Pedigree* pedigree) const;
@@ -208,6 +211,7 @@ private:
     std::string frequencyType = "a";
     // Founders' or males' frequencies were asked but some allele is missing from that group.
     bool allPersonsFrequenciesInstead = false;
+    std::vector<std::string> pedigreeInputOrder;  // pedigree ids as the pedigree file gives them
     bool verbose = false;
     bool trim = false;
     std::string outputPrefix;
