@@ -131,6 +131,12 @@ void setQuietConsole(bool quiet) { quietConsole = quiet; }
 bool isQuietConsole() { return quietConsole; }
 bool showsProgress() { return !quietConsole && isatty(STDOUT_FILENO); }
 
+void clearProgressReport() {
+    if (!showsProgress()) return;
+    std::printf("\r%40s\r", "");
+    std::fflush(stdout);
+}
+
 void progressReportX(const char* label, int done, int total) {
     if (!showsProgress()) return;
     const int percent = (done * 100) / total;

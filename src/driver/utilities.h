@@ -24,6 +24,8 @@ bool copy_file(const char* source, const char* destination);
 void delete_intermediate_files();
 // "label: n%" rewritten in place, only on a terminal and not with --quiet.
 void progressReportX(const char* label, int done, int total);
+// Blanks the progress line when done, so that the next line starts clean.
+void clearProgressReport();
 // --quiet: the console keeps warnings, errors and results but no progress and no
 // per-window multipoint tables.
 void setQuietConsole(bool quiet);

@@ -191,3 +191,22 @@ TEST(OptionsAct, ReportsStateTheSeedAndTheAlleleFrequenciesUsed) {
                          "founders)\n"))
         << dir.read("f_summary.out");
 }
+
+TEST(OptionsAct, ProgressOnATerminalOnlyAndNotWithQuiet) {
+    if (access("/usr/bin/script", X_OK) != 0) GTEST_SKIP() << "script (util-linux) is not installed";
+    ScratchDir dir;
+    writeFamily(dir);
+    // script runs the program on a pseudo-terminal and copies what it shows.
+    const std::string command = std::string(VARKEL_BIN_DIR) + "/varkel -p post.ped -m map.txt --post --hrrrand --seed 4";
+    const RunResult terminal = runProgram("/usr/bin/script", {"-qec", command, "/dev/null"}, dir.path());
+    ASSERT_EQ(terminal.status, 0) << terminal.output;
+    // One line rewritten in place: each state ends in a carriage return, and the last is blanked.
+    EXPECT_TRUE(contains(terminal.output, "Completed: 50%")) << terminal.output;
+    EXPECT_TRUE(contains(terminal.output, "Completed: 100%" + std::string(20, ' ') + "\r\r" + std::string(40, ' ') +
+                                              "\r"))
+        << terminal.output;
+    const RunResult quiet = runProgram("/usr/bin/script", {"-qec", command + " --quiet", "/dev/null"}, dir.path());
+    ASSERT_EQ(quiet.status, 0) << quiet.output;
+    EXPECT_FALSE(contains(quiet.output, "Completed")) << quiet.output;
+    EXPECT_TRUE(contains(quiet.output, "Elapsed time")) << quiet.output;
+}
