@@ -110,7 +110,8 @@ int Varkel::parse(int argc, char** argv) {
         cmd.add(mspause);
         TCLAP::SwitchArg verbose("", "verbose", "Verbose output", false);
         cmd.add(verbose);
-        TCLAP::SwitchArg quiet("", "quiet", "No progress lines and no per-window multipoint tables on the console", false);
+        TCLAP::SwitchArg quiet("", "quiet", "No progress lines and no per-window multipoint tables on the console",
+                               false);
         cmd.add(quiet);
         TCLAP::SwitchArg slow("", "slow", "Use slow FASTLINK (reduces memory usage)", false);
         cmd.add(slow);
@@ -145,7 +146,8 @@ int Varkel::parse(int argc, char** argv) {
         cmd.add(hrrrand);
         TCLAP::SwitchArg tdtSwitch("", "tdt", "Transmission/disequilibrium test", false);
         cmd.add(tdtSwitch);
-        TCLAP::SwitchArg sibpair("", "sibpair", "No sib-pair analysis yet: says which --stats files hold the sib pairs", false);
+        TCLAP::SwitchArg sibpair("", "sibpair", "No sib-pair analysis yet: says which --stats files hold the sib pairs",
+                                 false);
         cmd.add(sibpair);
         TCLAP::SwitchArg nuclearSwitch("", "nuclear", "Component nuclear pedigree parametric linkage analysis",
                                        false);

@@ -136,7 +136,8 @@ TEST(OptionsAct, AnUnwritablePrefixDirectoryStopsTheRunBeforeAnyReading) {
         std::string prefix, message;
     };
     std::vector<Case> cases = {
-        {"nodir/res", "Error: Cannot write results under --prefix nodir/res: directory nodir: No such file or directory\n"},
+        {"nodir/res",
+         "Error: Cannot write results under --prefix nodir/res: directory nodir: No such file or directory\n"},
         {"plain/res", "Error: Cannot write results under --prefix plain/res: directory plain: not a directory\n"},
     };
     if (geteuid() != 0)  // the super-user writes anywhere
@@ -197,7 +198,8 @@ TEST(OptionsAct, ProgressOnATerminalOnlyAndNotWithQuiet) {
     ScratchDir dir;
     writeFamily(dir);
     // script runs the program on a pseudo-terminal and copies what it shows.
-    const std::string command = std::string(VARKEL_BIN_DIR) + "/varkel -p post.ped -m map.txt --post --hrrrand --seed 4";
+    const std::string command =
+        std::string(VARKEL_BIN_DIR) + "/varkel -p post.ped -m map.txt --post --hrrrand --seed 4";
     const RunResult terminal = runProgram("/usr/bin/script", {"-qec", command, "/dev/null"}, dir.path());
     ASSERT_EQ(terminal.status, 0) << terminal.output;
     // One line rewritten in place: each state ends in a carriage return, and the last is blanked.
