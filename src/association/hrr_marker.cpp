@@ -305,6 +305,7 @@ void HrrMarker::Randomize() {
         alleleTest.judge();
         genotypeTest.judge();
     }
+    if (!quiet) clearProgressReport();
 
     alleleRandomizedP = alleleTest.exceedCount() / static_cast<double>(replicateCount);
     genotypeRandomizedP = genotypeTest.exceedCount() / static_cast<double>(replicateCount);

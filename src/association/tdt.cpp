@@ -8,6 +8,7 @@
 #include <iomanip>
 #include <iostream>
 #include <limits>
+#include <sstream>
 
 #include "association/analysis_targets.h"
 #include "association/hrr_marker.h"
@@ -112,10 +113,36 @@ double TdtMarker::getGlobalPValue() const {
 }
 
 const TdtAllele* TdtMarker::getBestAllele() const {
+    // An under-transmitted allele has as small a p-value as an over-transmitted one of the same
+    // counts, but it is no risk allele.
     const TdtAllele* best = nullptr;
     for (const TdtAllele& a : alleles)
-        if (!std::isnan(a.pValue()) && (!best || a.pValue() < best->pValue())) best = &a;
+        if (a.transmitted > a.untransmitted && (!best || a.chiSquare() > best->chiSquare())) best = &a;
     return best;
+}
+
+std::string tdtMarkerTableHeading() {
+    std::ostringstream out;
+    out << "Best allele: of the alleles transmitted more often than not (T > U) the one with the largest "
+           "chi-square; none when no allele is.\n"
+        << std::right << std::setw(20) << "Marker" << std::setw(8) << "Trios" << std::setw(15) << "Best allele"
+        << std::setw(8) << "T" << std::setw(8) << "U" << std::setw(15) << "p" << std::setw(15) << "Global p"
+        << std::setw(6) << "df" << "\n";
+    return out.str();
+}
+
+std::string tdtMarkerTableLine(const std::string& markerName, const TdtMarker& marker) {
+    std::ostringstream out;
+    const TdtAllele* best = marker.getBestAllele();
+    out << std::right << std::setw(20) << markerName << std::setw(8) << marker.getTrioCount();
+    if (best)
+        out << std::setw(15) << best->name << std::setw(8) << best->transmitted << std::setw(8)
+            << best->untransmitted << std::setw(15) << theoreticalPText(best->pValue());
+    else
+        out << std::setw(15) << "none" << std::setw(8) << "" << std::setw(8) << "" << std::setw(15) << "NA";
+    out << std::setw(15) << theoreticalPText(marker.getGlobalPValue()) << std::setw(6)
+        << marker.getGlobalDegreesOfFreedom() << "\n";
+    return out.str();
 }
 
 void Tdt::countPedigree(const Pedigree* pedigree, const std::string& phenotypeName, TdtMarker& marker) const {
@@ -145,9 +172,7 @@ int Tdt::run(const std::string& markerName, const std::string& phenotypeName) {
 
     std::cout << "\nTransmission/Disequilibrium Test\n";
     for (const std::string& phenotype : phenotypeList) {
-        std::cout << "Phenotype: " << phenotype << "\n"
-                  << std::right << std::setw(20) << "Marker" << std::setw(8) << "Trios" << std::setw(15)
-                  << "Best allele" << std::setw(15) << "p" << std::setw(15) << "Global p" << "\n";
+        std::cout << "Phenotype: " << phenotype << "\n" << tdtMarkerTableHeading();
         std::vector<TdtMarker> counted;
         for (const Marker* mapMarker : markers) {
             const std::string& key = mapMarker->getIndex();
@@ -157,12 +182,7 @@ int Tdt::run(const std::string& markerName, const std::string& phenotypeName) {
             TdtMarker marker(key, alleleNames);
             pedigrees->getPedigrees()->forEach(
                 [&](const Pedigree* pedigree) { countPedigree(pedigree, phenotype, marker); });
-            const TdtAllele* best = marker.getBestAllele();
-            std::cout << std::setw(20) << mapMarker->getName() << std::setw(8) << marker.getTrioCount()
-                      << std::setw(15) << (best ? best->name : "-") << std::setw(15)
-                      << (best ? theoreticalPText(best->pValue()) : "NA") << std::setw(15)
-                      << theoreticalPText(marker.getGlobalPValue())
-                      << "\n";
+            std::cout << tdtMarkerTableLine(mapMarker->getName(), marker);
             counted.push_back(std::move(marker));
         }
         if (results.find(phenotype) == results.end()) phenotypeNames.push_back(phenotype);

@@ -47,7 +47,8 @@ public:
     int getGlobalDegreesOfFreedom() const;
     double getGlobalStatistic() const;
     double getGlobalPValue() const;
-    // The allele with the smallest p-value (the first of equal ones); null when none is informative.
+    // Of the over-transmitted alleles (T > U), the one with the largest statistic (the first of
+    // equal ones); null when no allele is over-transmitted.
     const TdtAllele* getBestAllele() const;
 
 private:
@@ -60,6 +61,11 @@ private:
     int inconsistentTrios = 0;
     int heterozygousParents = 0;
 };
+
+// The per-marker table of the console and the summary: its heading (with what the best
+// allele is) and one line per marker.
+std::string tdtMarkerTableHeading();
+std::string tdtMarkerTableLine(const std::string& markerName, const TdtMarker& marker);
 
 class Tdt {
 public:

@@ -114,25 +114,13 @@ void writeMultipointSummary(std::ostream& out, const Linkmap& multipoint) {
     }
 }
 
-// Per phenotype and marker: the allele with the smallest TDT p-value and the global p-value.
+// Per phenotype and marker: the best allele and the global p-value, as on the console.
 void writeTdtSummary(std::ostream& out, const Tdt& tdt, MarkerMap& map) {
     out << "\n\n" << "Transmission/disequilibrium test summary - results are p-values" << "\n";
     for (const std::string& phenotype : tdt.getPhenotypeNames()) {
-        out << "Phenotype: " << phenotype << "\n";
-        out << std::setw(20) << "Marker" << std::setw(8) << "Trios" << std::setw(15) << "Best allele" << std::setw(8)
-            << "T" << std::setw(8) << "U" << std::setw(15) << "p" << std::setw(15) << "Global p" << std::setw(6)
-            << "df" << "\n";
-        for (const TdtMarker& marker : tdt.getMarkers(phenotype)) {
-            const TdtAllele* best = marker.getBestAllele();
-            out << std::setw(20) << map.getMarkerName(marker.getKey()) << std::setw(8) << marker.getTrioCount();
-            if (best)
-                out << std::setw(15) << best->name << std::setw(8) << best->transmitted << std::setw(8)
-                    << best->untransmitted << std::setw(15) << theoreticalPText(best->pValue());
-            else
-                out << std::setw(15) << "-" << std::setw(8) << "" << std::setw(8) << "" << std::setw(15) << "NA";
-            out << std::setw(15) << theoreticalPText(marker.getGlobalPValue()) << std::setw(6)
-                << marker.getGlobalDegreesOfFreedom() << "\n";
-        }
+        out << "Phenotype: " << phenotype << "\n" << tdtMarkerTableHeading();
+        for (const TdtMarker& marker : tdt.getMarkers(phenotype))
+            out << tdtMarkerTableLine(map.getMarkerName(marker.getKey()), marker);
     }
 }
 

@@ -1,5 +1,7 @@
 #include "driver/utilities.h"
 
+#include <unistd.h>
+
 #include <cctype>
 #include <cerrno>
 #include <cmath>
@@ -121,7 +123,22 @@ bool copy_file(const char* source, const char* destination) {
 
 void delete_intermediate_files() { run_directory::remove(); }
 
+namespace {
+bool quietConsole = false;
+}  // namespace
+
+void setQuietConsole(bool quiet) { quietConsole = quiet; }
+bool isQuietConsole() { return quietConsole; }
+bool showsProgress() { return !quietConsole && isatty(STDOUT_FILENO); }
+
+void clearProgressReport() {
+    if (!showsProgress()) return;
+    std::printf("\r%40s\r", "");
+    std::fflush(stdout);
+}
+
 void progressReportX(const char* label, int done, int total) {
+    if (!showsProgress()) return;
     const int percent = (done * 100) / total;
     if (percent % 10 != 0) return;
     std::printf("%s: %d%%%20s\r", label, percent, "");
@@ -132,16 +149,32 @@ namespace {
 bool randomSeeded = false;
 bool seedChosen = false;
 unsigned int chosenSeed = 0;
+bool seedFromClock = false;
 }  // namespace
 
 void setRandomSeed(unsigned int seed) {
     seedChosen = true;
+    seedFromClock = false;
     chosenSeed = seed;
+}
+
+unsigned int randomSeed() {
+    if (!seedChosen) {
+        chosenSeed = static_cast<unsigned int>(std::time(nullptr));
+        seedChosen = true;
+        seedFromClock = true;
+    }
+    return chosenSeed;
+}
+
+bool isRandomSeedFromClock() {
+    randomSeed();
+    return seedFromClock;
 }
 
 double getRandom() {
     if (!randomSeeded) {
-        std::srand(seedChosen ? chosenSeed : static_cast<unsigned int>(std::time(nullptr)));
+        std::srand(randomSeed());
         randomSeeded = true;
     }
     return std::rand() / 2147483647.0;

@@ -22,12 +22,25 @@ int execute_external_command(const std::vector<std::string>& command, bool echo,
 bool copy_file(const char* source, const char* destination);
 // Removes the run's scratch directory with every file exchanged with FASTLINK.
 void delete_intermediate_files();
+// "label: n%" rewritten in place, only on a terminal and not with --quiet.
 void progressReportX(const char* label, int done, int total);
+// Blanks the progress line when done, so that the next line starts clean.
+void clearProgressReport();
+// --quiet: the console keeps warnings, errors and results but no progress and no
+// per-window multipoint tables.
+void setQuietConsole(bool quiet);
+bool isQuietConsole();
+// Whether progress lines go to the console: on a terminal, without --quiet.
+bool showsProgress();
 
 // Uniform number in [0, 1] from the process-wide generator, seeded on first use from the
 // clock, or from the value given to setRandomSeed before that first use.
 double getRandom();
 void setRandomSeed(unsigned int seed);
+// The seed of the generator: the one given, or the clock's, chosen at the first call (of this
+// or getRandom), so that reports can state it before or after the draws.
+unsigned int randomSeed();
+bool isRandomSeedFromClock();
 
 double pnorm(double z);
 double chipr(double x, int df);

@@ -1,10 +1,13 @@
 #include "driver/varkel.h"
 
 #include <tclap/CmdLine.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 #include <iostream>
 #include <string>
@@ -59,6 +62,26 @@ void pauseForKey() {
     std::getline(std::cin, line);
 }
 
+// The options that start an analysis (the statistics files count as one).
+bool analysisAsked(const Settings& s) {
+    return s.singlepointAnalysis || s.multipointAnalysis || s.hrrAnalysis || s.tdtAnalysis || s.statistics;
+}
+
+// The directory of the output prefix must take the results before hours are spent on them.
+bool outputDirectoryWritable(const std::string& prefix) {
+    const std::string::size_type slash = prefix.rfind('/');
+    const std::string directory = slash == std::string::npos ? "." : slash == 0 ? "/" : prefix.substr(0, slash);
+    struct stat status {};
+    std::string reason;
+    if (stat(directory.c_str(), &status) != 0) reason = std::strerror(errno);
+    else if (!S_ISDIR(status.st_mode)) reason = "not a directory";
+    else if (access(directory.c_str(), W_OK | X_OK) != 0) reason = std::strerror(errno);
+    if (reason.empty()) return true;
+    std::cout << "Error: Cannot write results under --prefix " << prefix << ": directory " << directory << ": "
+              << reason << std::endl;
+    return false;
+}
+
 }  // namespace
 
 Varkel::Varkel() : pedigrees(new Pedigrees()) {}
@@ -87,7 +110,8 @@ int Varkel::parse(int argc, char** argv) {
         cmd.add(mspause);
         TCLAP::SwitchArg verbose("", "verbose", "Verbose output", false);
         cmd.add(verbose);
-        TCLAP::SwitchArg quiet("", "quiet", "Quiet mode", false);
+        TCLAP::SwitchArg quiet("", "quiet", "No progress lines and no per-window multipoint tables on the console",
+                               false);
         cmd.add(quiet);
         TCLAP::SwitchArg slow("", "slow", "Use slow FASTLINK (reduces memory usage)", false);
         cmd.add(slow);
@@ -122,7 +146,8 @@ int Varkel::parse(int argc, char** argv) {
         cmd.add(hrrrand);
         TCLAP::SwitchArg tdtSwitch("", "tdt", "Transmission/disequilibrium test", false);
         cmd.add(tdtSwitch);
-        TCLAP::SwitchArg sibpair("", "sibpair", "Sib pair linkage analysis", false);
+        TCLAP::SwitchArg sibpair("", "sibpair", "No sib-pair analysis yet: says which --stats files hold the sib pairs",
+                                 false);
         cmd.add(sibpair);
         TCLAP::SwitchArg nuclearSwitch("", "nuclear", "Component nuclear pedigree parametric linkage analysis",
                                        false);
@@ -210,6 +235,7 @@ int Varkel::parse(int argc, char** argv) {
         s.prefixGiven = prefix.isSet();
         if (s.prefixGiven) s.outputPrefix = prefix.getValue();
         s.quiet = quiet.getValue();
+        setQuietConsole(s.quiet);
         s.pauseAtEnd = mspause.getValue();
         s.nuclearAnalysis = nuclearSwitch.getValue();
         s.singlepointCurves = singlepointcurves.getValue();
@@ -264,16 +290,30 @@ bool Varkel::readInputFiles() {
         std::cout << "Error: Map file is not set" << std::endl;
         return false;
     }
-    if (!s.modelFileGiven && !s.locusFileGiven) {
-        std::cout << "Error: Model file or Linkage locus file must be given" << std::endl;
-        return false;
-    }
     const std::string letter = frequencyTypeLetter(s.frequencyType);
     if (letter.empty()) {
         std::cout << "Error: Unknown frequency type " << s.frequencyType << " (use a, f, m or u)" << std::endl;
         return false;
     }
     settings.frequencyType = letter;
+    if (s.sibPairAnalysis)
+        std::cout << "Note: there is no sib-pair linkage analysis (--sibpair); --stats writes the affected sib "
+                     "pairs' allele frequencies to "
+                  << s.outputPrefix << "_sib_pair_markerinfo_statistics.info and their number per marker to "
+                  << s.outputPrefix << "_number_of_hrr_tdt_sibpair_peds.info" << std::endl;
+    if (!analysisAsked(s)) {
+        std::cout << "Error: No analysis asked for: give --singlepoint, --multipoint, --tdt, --hrrrand or --stats"
+                  << std::endl;
+        return false;
+    }
+    // The association analyses and the statistics use no disease model.
+    const bool linkageAnalysis = s.singlepointAnalysis || s.multipointAnalysis;
+    if (linkageAnalysis && !s.modelFileGiven && !s.locusFileGiven) {
+        std::cout << "Error: Model file or Linkage locus file must be given (--model or --dat) for linkage analysis"
+                  << std::endl;
+        return false;
+    }
+    if (!outputDirectoryWritable(s.outputPrefix)) return false;
 
     std::cout << "prefix: " << s.outputPrefix << std::endl;
     pedigrees->setOutputPrefix(s.outputPrefix);
@@ -319,7 +359,7 @@ bool Varkel::readInputFiles() {
     if (s.modelFileGiven && !readGivenFile("--model", s.modelFileName, &Pedigrees::readModelFile)) return false;
     if (s.locusFileGiven) {
         if (!readGivenFile("--dat", s.locusFileName, &Pedigrees::readLocusFile)) return false;
-    } else if (!pedigrees->makeLinkageLocusFile()) {
+    } else if ((linkageAnalysis || s.modelFileGiven) && !pedigrees->makeLinkageLocusFile()) {
         return false;
     }
 
@@ -421,8 +461,7 @@ static bool writeScanFigureFile(const std::string& fileName, const MLink* single
 
 bool Varkel::writeResults() {
     const Settings& s = settings;
-    if (!s.hrrAnalysis && !s.tdtAnalysis && !s.sibPairAnalysis && !s.singlepointAnalysis && !s.multipointAnalysis)
-        return false;
+    if (!analysisAsked(s)) return false;
 
     std::vector<std::string> plots;
     if (hrr && !hrr->writeGenotypeAndAlleleCounts(s.outputPrefix + "_hrr")) return false;

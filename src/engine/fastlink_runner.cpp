@@ -16,6 +16,7 @@
 #include <numeric>
 #include <sstream>
 
+#include "driver/utilities.h"
 #include "engine/process.h"
 #include "engine/run_directory.h"
 
@@ -57,10 +58,10 @@ std::string clockText(double seconds) {
 }
 
 // One line on a terminal, rewritten in place: jobs done, time elapsed and an estimate of the
-// time left. Nothing when the output is not a terminal.
+// time left. Nothing when the output is not a terminal or with --quiet.
 class ProgressLine {
 public:
-    ProgressLine(size_t total, bool enabled) : total(total), enabled(enabled && isatty(STDOUT_FILENO)) {}
+    ProgressLine(size_t total, bool enabled) : total(total), enabled(enabled && showsProgress()) {}
 
     void update(size_t done) {
         if (!enabled) return;

@@ -1,5 +1,6 @@
 #include "input/marker_map.h"
 
+#include <algorithm>
 #include <cmath>
 #include <fstream>
 #include <iostream>
@@ -55,12 +56,21 @@ int MarkerMap::readMapFile(const std::string& fileName) {
     FieldReader fields(in, headerLineNumber + 1);
     mapFunction = stringToLower(header[1]);
 
+    // The last marker of each chromosome, to find positions that decrease within one.
+    struct Placed {
+        double position;
+        std::string positionText, name;
+        int line;
+    };
+    std::map<std::string, Placed> lastOnChromosome;
+    std::vector<std::string> decreasing;
     int count = 0;
     while (true) {
         std::string chromosome = "NULL";
         std::string position;
         std::string name;
         if (!fields.next(chromosome)) break;
+        const int line = fields.lastFieldLine();
         if (!fields.next(position)) return failMapRead("Map function is missing");
         if (!fields.next(name)) return failMapRead("Marker name is missing");
         fields.skipRestOfLine();
@@ -76,11 +86,26 @@ int MarkerMap::readMapFile(const std::string& fileName) {
             delete marker;
             return failMapRead("Duplicate marker at line: " + IntToString(count) + " markername: " + name);
         }
+        const auto previous = lastOnChromosome.find(chromosome);
+        if (previous != lastOnChromosome.end() && stringToDouble(position) < previous->second.position)
+            decreasing.push_back("line " + IntToString(line) + " (" + name + " at " + position + " after " +
+                                 previous->second.name + " at " + previous->second.positionText + " on line " +
+                                 IntToString(previous->second.line) + ")");
+        lastOnChromosome[chromosome] = {stringToDouble(position), position, name, line};
     }
     std::cout << " ..." << std::endl;
     markerCount = count;
     in.close();
     std::cout << "(Number of markers : " << count << ")" << std::endl;
+    if (!decreasing.empty()) {
+        const size_t shown = std::min<size_t>(decreasing.size(), 5);
+        std::cout << "Warning: map file " << fileName << ": positions decrease within a chromosome at ";
+        for (size_t i = 0; i < shown; ++i) std::cout << (i ? ", " : "") << decreasing[i];
+        if (decreasing.size() > shown) std::cout << " and " << decreasing.size() - shown << " more lines";
+        std::cout << ". Markers are matched to the pedigree file's genotype columns by the map's line order, "
+                     "not by position: the map must list them in the order of the columns."
+                  << std::endl;
+    }
     std::cout << "...done." << std::endl;
     return 1;
 }

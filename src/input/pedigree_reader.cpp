@@ -313,6 +313,7 @@ int Pedigrees::readPedigreeFile(const std::string& fileName) {
                     delete person;
                     return 0;
                 }
+                pedigreeInputOrder.push_back(pedigreeId);
             }
             previousPedigree = pedigree;
             previousPedigreeId = pedigreeId;

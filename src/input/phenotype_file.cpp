@@ -3,6 +3,7 @@
 
 #include "model/pedigrees.h"
 
+#include <algorithm>
 #include <fstream>
 #include <iostream>
 #include <limits>
@@ -117,29 +118,40 @@ int Pedigrees::readOnlyMarkersFile(const std::string& fileName) {
     file.getAllLinesInOStringStream();
     file.closeFile("read");
 
-    // One marker per line: chromosome, position, name; anything after the name is ignored.
+    // Either one marker per line as chromosome, position and name (anything after the name is
+    // ignored), which sets the marker's place, or a plain list of names, one per line, which
+    // keeps the map's places and order. The first line tells which.
     std::string text = file.text.str();
     stripByteOrderMark(text);
     std::istringstream lines(text);
     std::map<std::string, int> lineOfMarker;
-    double previousPosition = 0.0;
+    struct Listed {
+        double position;
+        std::string positionText, name;
+    };
+    std::map<std::string, Listed> lastOnChromosome;
     int lineNumber = 0;
+    int namesOnly = -1;  // unknown until the first line
     const std::string where = "Error: onlymarkers file " + fileName + " line ";
     for (std::string line; std::getline(lines, line);) {
         ++lineNumber;
         std::istringstream words(line);
-        std::string chromosome, position, name;
-        if (!(words >> chromosome)) continue;
-        if (!(words >> position >> name)) {
+        std::vector<std::string> fields;
+        for (std::string word; words >> word;) fields.push_back(word);
+        if (fields.empty()) continue;
+        if (namesOnly < 0) namesOnly = fields.size() == 1;
+        if (namesOnly && fields.size() != 1) {
+            failed() << where << lineNumber << ": \"" << trimmedLine(line)
+                     << "\" is not one marker name (the first line made this a list of names)" << std::endl;
+            return 0;
+        }
+        if (!namesOnly && fields.size() < 3) {
             failed() << where << lineNumber << ": \"" << trimmedLine(line)
                      << "\" has no marker name (chromosome, position and name are needed)" << std::endl;
             return 0;
         }
-        if (!lineOfMarker.empty() && previousPosition > stringToDouble(position)) {
-            failed() << "Error: Marker position must be linear" << std::endl;
-            return 0;
-        }
-        if (markerMap->getMarkerWithName(position)) {
+        const std::string& name = namesOnly ? fields[0] : fields[2];
+        if (!namesOnly && markerMap->getMarkerWithName(fields[1])) {
             failed() << "Error: onlymarkers file not correct " << std::endl;
             return 0;
         }
@@ -155,9 +167,26 @@ int Pedigrees::readOnlyMarkersFile(const std::string& fileName) {
             return 0;
         }
         onlyMarkers.push_back(name);
-        marker->setPosition(position);
+        if (namesOnly) continue;
+        // Markers on different chromosomes are unlinked: only within one do positions order them.
+        const std::string& chromosome = fields[0];
+        const double position = stringToDouble(fields[1]);
+        const auto previous = lastOnChromosome.find(chromosome);
+        if (previous != lastOnChromosome.end() && previous->second.position > position) {
+            failed() << "Error: Marker position must be linear within a chromosome: " << fileName << " line "
+                     << lineNumber << ": " << name << " at " << fields[1] << " after " << previous->second.name
+                     << " at " << previous->second.positionText << " on chromosome " << chromosome << std::endl;
+            return 0;
+        }
+        lastOnChromosome[chromosome] = {position, fields[1], name};
+        marker->setPosition(fields[1]);
         marker->setChromosome(chromosome);
-        previousPosition = stringToDouble(position);
+    }
+    if (namesOnly == 1) {
+        std::sort(onlyMarkers.begin(), onlyMarkers.end(), [this](const std::string& a, const std::string& b) {
+            return stringToInt(markerMap->getMarkerWithName(a)->getIndex()) <
+                   stringToInt(markerMap->getMarkerWithName(b)->getIndex());
+        });
     }
     // An empty list would silently mean every marker.
     if (onlyMarkers.empty()) {

@@ -8,11 +8,11 @@
 
 FastlinkPedigreeSet fastlinkPedigreeSet(Pedigrees& pedigrees, bool nuclear) {
     FastlinkPedigreeSet set;
-    if (const RBTree<Pedigree>* tree = pedigrees.getPedigreeSet(nuclear))
-        tree->forEach([&](const Pedigree* pedigree) {
-            set.pedigrees.push_back(pedigree);
-            set.nameOfNumber[IntToString(static_cast<int>(set.pedigrees.size()))] = pedigrees.getPedigreeLabel(pedigree);
-        });
+    // FASTLINK takes the pedigrees in input order, so every per-family table lists them so.
+    for (const Pedigree* pedigree : pedigrees.getPedigreesInInputOrder(nuclear)) {
+        set.pedigrees.push_back(pedigree);
+        set.nameOfNumber[IntToString(static_cast<int>(set.pedigrees.size()))] = pedigrees.getPedigreeLabel(pedigree);
+    }
     return set;
 }
 

@@ -610,7 +610,7 @@ bool Linkmap::execute_analysis(const std::vector<std::string>& analysed, const s
             const double null = records.front()->getEvaluations().front()->getMinus2LnLike();
             for (LinkmapLikelihoods* record : records) {
                 record->setNullMinus2LnLikelihood(null);
-                record->printBetter();
+                if (!isQuietConsole()) record->printBetter();
             }
             windowsByPhenotype[phenotype][plan.key] = records;
             windowKeysByPhenotype[phenotype].push_back(plan.key);

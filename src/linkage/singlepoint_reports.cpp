@@ -53,7 +53,8 @@ static void setHistogramValueAxis(PostScriptPage* page, double largest) {
 // Bar pages of one phenotype: up to 100 bars per page; with more than 100 markers every page
 // has 100 slots and the last one is filled up with empty "@<position>" slots.
 static void addHistogramPages(PostScript& document, const std::vector<std::pair<std::string, double>>& bars,
-                              const std::string& title, const std::string& subtitle) {
+                              const std::string& title, const std::string& phenotypeLine,
+                              const std::string& analysisLine) {
     if (bars.empty()) return;
     double largest = 0.0;
     for (const auto& bar : bars) largest = std::max(largest, bar.second);
@@ -63,7 +64,8 @@ static void addHistogramPages(PostScript& document, const std::vector<std::pair<
     for (size_t first = 0; first < slots; first += slotsPerPage) {
         PostScriptPage* page = new PostScriptPage();
         page->title = title;
-        page->subtitle1 = subtitle;
+        page->subtitle1 = phenotypeLine;
+        page->subtitle2 = analysisLine;
         page->positionAxisLabel = "Markers";
         page->valueAxisLabel = "Lod Score";
         page->barCount = static_cast<int>(slotsPerPage);
@@ -105,7 +107,7 @@ bool MLink::writeResultsFile(const std::string& base) {
                 << std::setw(13) << fixedText(best->getRecombinationFraction(), 6) << "\n";
             bars.emplace_back(marker->getIndex(), best->getLodScore());
         }
-        addHistogramPages(document, bars, plotTitle(), "Phenotype: " + phenotype + "\t\t\t\t" + analysis);
+        addHistogramPages(document, bars, plotTitle(), "Phenotype: " + phenotype, analysis);
     }
 
     bool plotted = true;
@@ -242,8 +244,9 @@ bool MLink::writeHLodFile(const std::string& base) {
         const std::vector<MLinkMarker*>& markers = results[p];
         for (size_t m = 0; m < hlodGrid[p].size() && m < markers.size(); ++m) {
             out << "\tMarker: " << markers[m]->getIndex() << "\n";
-            out << std::setw(10) << "" << std::setw(10) << "Theta" << "\n";
-            out << std::setw(10) << "Alpha" << "\n";
+            // Rows are theta, columns alpha.
+            out << std::setw(10) << "" << std::setw(10) << "Alpha" << "\n";
+            out << std::setw(10) << "Theta" << "\n";
             out << std::setw(10) << "";
             for (const std::string& alpha : alphaNames) out << std::setw(10) << alpha;
             out << "\n";
@@ -273,7 +276,7 @@ bool MLink::writeHLodPostscript(const std::string& base) {
         std::vector<std::pair<std::string, double>> bars;
         for (size_t m = 0; m < hlodMaxima[p].size() && m < results[p].size(); ++m)
             bars.emplace_back(results[p][m]->getIndex(), hlodMaxima[p][m]->getHLod());
-        addHistogramPages(document, bars, plotTitle(), "Phenotype: " + hlodPhenotypes[p] + "\t\t\t\t" + analysis);
+        addHistogramPages(document, bars, plotTitle(), "Phenotype: " + hlodPhenotypes[p], analysis);
     }
     std::cout << "Writing Linkage Analysis histograms into " << fileName << "\n";
     if (!document.writeHistogramPagesIntoPostScriptFile(fileName)) {

@@ -158,6 +158,9 @@ public:
     RBTree<Pedigree>* createNuclearPedigrees();
     // The pedigrees as read, or the nuclear pedigrees (decomposed on first use).
     const RBTree<Pedigree>* getPedigreeSet(bool nuclear);
+    // The pedigrees in the order of the pedigree file (those not read from it after them, in
+    // tree order); nuclear families after their pedigree's, in the order they were found.
+    std::vector<const Pedigree*> getPedigreesInInputOrder(bool nuclear);
     // The pedigree's name in reports: the user's pedigree id; for a nuclear pedigree the user's
     // id of the pedigree it comes from and its number within that pedigree ("12-2").
     std::string getPedigreeLabel(const Pedigree* pedigree) const;
@@ -221,6 +224,9 @@ private:
     bool liabilityColumn = false;
     bool xlinked = false;
     std::string frequencyType = "a";
+    // Founders' or males' frequencies were asked but some allele is missing from that group.
+    bool allPersonsFrequenciesInstead = false;
+    std::vector<std::string> pedigreeInputOrder;  // pedigree ids as the pedigree file gives them
     bool verbose = false;
     bool trim = false;
     std::string outputPrefix;
@@ -269,6 +275,10 @@ private:
     bool writeDerivedFrequenciesFile(const std::string& fileName, const std::string& sections) const;
     bool writePedigreeStatistics(const std::string& fileName) const;
     bool writeGenotypeStatistics(const std::string& fileName);
+    // The tables of allele frequencies and of the Hardy-Weinberg tests, for R or pandas; the
+    // second reads the genotype counts that writeGenotypeStatistics makes.
+    bool writeFrequencyTable(const std::string& fileName) const;
+    bool writeHardyWeinbergTable(const std::string& fileName) const;
     bool writeNumberOfHrrTdtSibpairPeds(const std::string& fileName, const DerivedSetStatistics& statistics) const;
 
     friend class PedigreesTestAccess;

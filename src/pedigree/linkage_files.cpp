@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <fstream>
 #include <iostream>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -63,6 +64,25 @@ const RBTree<Pedigree>* Pedigrees::getPedigreeSet(bool nuclear) {
     // The decomposition marks the source persons as used, so it is done only once.
     if (nuclear && !nuclearPedigrees) createNuclearPedigrees();
     return nuclear ? nuclearPedigrees : pedigrees;
+}
+
+std::vector<const Pedigree*> Pedigrees::getPedigreesInInputOrder(bool nuclear) {
+    std::vector<const Pedigree*> ordered;
+    const RBTree<Pedigree>* set = getPedigreeSet(nuclear);
+    if (!set) return ordered;
+    set->forEach([&](const Pedigree* pedigree) { ordered.push_back(pedigree); });
+    // Tree order is text order ("10" before "2"). Nuclear families are numbered as they are
+    // found, walking the pedigrees in input order.
+    std::map<std::string, size_t> rank;
+    for (size_t i = 0; i < pedigreeInputOrder.size(); ++i) rank.emplace(pedigreeInputOrder[i], i);
+    auto rankOf = [&](const Pedigree* pedigree) -> size_t {
+        if (nuclear) return static_cast<size_t>(stringToInt(pedigree->getPedigreeId()));
+        const auto found = rank.find(pedigree->getPedigreeId());
+        return found == rank.end() ? rank.size() : found->second;
+    };
+    std::stable_sort(ordered.begin(), ordered.end(),
+                     [&](const Pedigree* a, const Pedigree* b) { return rankOf(a) < rankOf(b); });
+    return ordered;
 }
 
 std::string Pedigrees::getPedigreeLabel(const Pedigree* pedigree) const {
@@ -223,6 +243,7 @@ bool Pedigrees::makeLinkageLocusFile() {
                 std::cout << "\nWarning: All alleles are not found from " << type << "\n"
                           << "...using allele frequencies from all" << std::endl;
                 type = "all";
+                allPersonsFrequenciesInstead = true;
                 break;
             }
         }

@@ -19,8 +19,8 @@ public:
     NuclearWalk(RBTree<Pedigree>* target, int& pedigreeNumber, int& personNumber)
         : nuclear(target), pedigreeNumber(pedigreeNumber), personNumber(personNumber) {}
 
-    void pedigreeCreateNuclearPedigrees(const RBTree<Pedigree>* sources) {
-        sources->forEach([&](const Pedigree* source) { personCreateNuclearPedigrees(source); });
+    void pedigreeCreateNuclearPedigrees(const std::vector<const Pedigree*>& sources) {
+        for (const Pedigree* source : sources) personCreateNuclearPedigrees(source);
     }
 
 private:
@@ -101,6 +101,6 @@ RBTree<Pedigree>* Pedigrees::createNuclearPedigrees() {
     nuclearPedigreeNumber = 1;
     nuclearPersonNumber = 1;
     NuclearWalk walk(nuclearPedigrees, nuclearPedigreeNumber, nuclearPersonNumber);
-    walk.pedigreeCreateNuclearPedigrees(pedigrees);
+    walk.pedigreeCreateNuclearPedigrees(getPedigreesInInputOrder(false));
     return nuclearPedigrees;
 }

@@ -18,6 +18,16 @@ std::string Pedigrees::getCommonHeader() const {
     if (!mapFileName.empty()) header << "Map file               : " << mapFileName << "\n";
     if (!modelFileName.empty()) header << "Model file             : " << modelFileName << "\n";
     if (!phenotypeFileName.empty()) header << "Phenotype file         : " << phenotypeFileName << "\n";
+    // What a rerun needs to give the same numbers: the allele frequencies and the random seed.
+    const std::string asked = frequencyType == "f"   ? "founders"
+                              : frequencyType == "m" ? "males"
+                              : frequencyType == "u" ? "the LINKAGE locus file"
+                                                     : "all persons";
+    header << "Allele frequencies     : " << asked
+           << (allPersonsFrequenciesInstead ? " asked; all persons used (an allele is missing from " + asked + ")" : "")
+           << "\n";
+    header << "Random seed            : " << randomSeed() << (isRandomSeedFromClock() ? " (from the clock)" : "")
+           << "\n";
 
     const Locus* disease = linkageLocusFile ? linkageLocusFile->getLocus(0) : nullptr;
     if (disease) {

@@ -4,6 +4,7 @@
 
 #include "pedigree/statistics_reports.h"
 
+#include <cmath>
 #include <iomanip>
 #include <iostream>
 #include <sstream>
@@ -12,6 +13,8 @@
 #include "input/marker_map.h"
 #include "model/file.h"
 #include "model/pedigrees.h"
+#include "model/tidy_table.h"
+#include "pedigree/hardy_weinberg.h"
 #include "pedigree/marker_info.h"
 
 namespace {
@@ -66,6 +69,7 @@ bool Pedigrees::writeStatistics() {
            writeDerivedFrequenciesFile(base + "sib_pair_markerinfo_statistics.info", derived.sibPairSections) &&
            writePedigreeStatistics(base + "pedigree_statistics.info") &&
            writeGenotypeStatistics(base + "genotype_statistics.info") &&
+           writeHardyWeinbergTable(outputPrefix + "_hwe.tsv") && writeFrequencyTable(outputPrefix + "_freq.tsv") &&
            writeNumberOfHrrTdtSibpairPeds(base + "number_of_hrr_tdt_sibpair_peds.info", derived);
 }
 
@@ -222,13 +226,81 @@ bool Pedigrees::writeGenotypeStatistics(const std::string& fileName) {
             << fixed(entry->getExpectedGenotypeCount(kFounders), 2) << std::setw(10)
             << chiSquareText(entry->getChi2Count(kFounders)) << "\n";
 
-        const int df = entry->getAlleleCount() - 1;
-        auto pValueText = [&](double total) {
-            return total < 0.0 ? "NaN, " + IntToString(df) : fixed(chipr(total, df), 5);
+        // The genotype test has k(k - 1)/2 degrees of freedom for the k alleles seen in the group.
+        const HardyWeinbergTest all = hardyWeinbergTest(*entry, kAll);
+        const HardyWeinbergTest founders = hardyWeinbergTest(*entry, kFounders);
+        auto pValueText = [](const HardyWeinbergTest& test) {
+            return test.degreesOfFreedom == 0 ? std::string("NaN") : fixed(test.pValue, 5);
         };
         out << "\n" << std::setw(35) << "All" << std::setw(15) << "Founders" << "\n";
-        out << std::setw(19) << "Chi-squared p-value" << std::setw(16) << pValueText(entry->getChi2Count(kAll))
-            << std::setw(15) << pValueText(entry->getChi2Count(kFounders)) << "\n\n";
+        out << std::setw(19) << "Chi-squared p-value" << std::setw(16) << pValueText(all) << std::setw(15)
+            << pValueText(founders) << "\n";
+        out << std::setw(19) << "Degrees of freedom" << std::setw(16) << all.degreesOfFreedom << std::setw(15)
+            << founders.degreesOfFreedom << "\n";
+        auto exactText = [](const HardyWeinbergTest& test) {
+            return std::isnan(test.exactPValue) ? std::string("NaN") : fixed(test.exactPValue, 5);
+        };
+        if (all.allelesSeen == 2 || founders.allelesSeen == 2)
+            out << std::setw(19) << "Exact p-value" << std::setw(16) << exactText(all) << std::setw(15)
+                << exactText(founders) << "\n";
+        out << "\n";
     }
     return file.writeTextAndClose();
+}
+
+bool Pedigrees::writeFrequencyTable(const std::string& fileName) const {
+    TidyTable table({"CHR", "SNP", "GROUP", "A1", "COUNT", "FREQ", "NCHROBS"});
+    for (int i = 0; i < markerCount; ++i) {
+        const std::string key = IntToString(i);
+        const MarkerInfo* entry = markerInfo->find(key);
+        const Marker* marker = markerMap->getMarker(key);
+        if (!entry || !marker) continue;
+        for (const char* group : {"all", "founders", "males", "females"}) {
+            const std::vector<Allele*> alleles = entry->getAlleles();
+            for (size_t a = 0; a < alleles.size(); ++a)
+                table.addRow({marker->getChromosome(), marker->getName(), group, alleles[a]->getAlleleName(),
+                              TidyTable::number(static_cast<long>(alleles[a]->getAlleleCount(group))),
+                              TidyTable::number(entry->getAlleleFreq(static_cast<int>(a), group)),
+                              TidyTable::number(static_cast<long>(entry->getTotal(group)))});
+        }
+    }
+    return table.write(fileName);
+}
+
+bool Pedigrees::writeHardyWeinbergTable(const std::string& fileName) const {
+    TidyTable table({"CHR", "SNP", "TEST", "A1", "A2", "GENO", "O_HET", "E_HET", "CHISQ", "DF", "P_CHISQ",
+                     "P_EXACT"});
+    for (int i = 0; i < markerCount; ++i) {
+        const std::string key = IntToString(i);
+        const MarkerInfo* entry = markerInfo->find(key);
+        const Marker* marker = markerMap->getMarker(key);
+        if (!entry || !marker || entry->getGenotypes().empty()) continue;
+        for (const std::string* group : {&kAll, &kFounders}) {
+            const HardyWeinbergTest test = hardyWeinbergTest(*entry, *group);
+            std::vector<std::string> row = {marker->getChromosome(), marker->getName(),
+                                            *group == kAll ? "ALL" : "FOUNDERS"};
+            if (test.allelesSeen == 2) {
+                // As PLINK: A1 is the minor allele of the group, GENO the counts of A1A1/A1A2/A2A2.
+                const std::vector<std::string>& seen = test.seenAlleles;
+                const bool firstIsMinor =
+                    entry->getAlleleFreqWithName(seen[0], *group) <= entry->getAlleleFreqWithName(seen[1], *group);
+                const int minorHomozygotes = firstIsMinor ? test.firstHomozygotes : test.secondHomozygotes;
+                const int majorHomozygotes = firstIsMinor ? test.secondHomozygotes : test.firstHomozygotes;
+                row.push_back(seen[firstIsMinor ? 0 : 1]);
+                row.push_back(seen[firstIsMinor ? 1 : 0]);
+                row.push_back(IntToString(minorHomozygotes) + "/" + IntToString(test.heterozygotes) + "/" +
+                              IntToString(majorHomozygotes));
+            } else {
+                row.insert(row.end(), {TidyTable::missing(), TidyTable::missing(), TidyTable::missing()});
+            }
+            const bool tested = test.degreesOfFreedom > 0;
+            row.insert(row.end(), {TidyTable::number(test.observedHeterozygosity),
+                                   TidyTable::number(test.expectedHeterozygosity),
+                                   tested ? TidyTable::number(test.chiSquare) : TidyTable::missing(),
+                                   TidyTable::number(static_cast<long>(test.degreesOfFreedom)),
+                                   TidyTable::number(test.pValue), TidyTable::number(test.exactPValue)});
+            table.addRow(row);
+        }
+    }
+    return table.write(fileName);
 }

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <fstream>
 #include <iostream>
 
 #include "engine/process.h"
@@ -33,6 +34,14 @@ std::string literalOutputName(const std::string& name) {
 // a name that begins with a directory is always a file.
 std::string pathOf(const std::string& name) { return name.rfind('/', 0) == 0 ? name : "./" + name; }
 
+// Whether the document's comments say its pages are drawn turned on portrait paper.
+bool drawnLandscapeOnPortrait(const std::string& postScript) {
+    std::ifstream in(postScript);
+    for (std::string line; std::getline(in, line) && line.rfind("%", 0) == 0;)
+        if (line.rfind("%%Orientation: Landscape", 0) == 0) return true;
+    return false;
+}
+
 bool isFile(const std::string& name) {
     struct stat status {};
     return stat(name.c_str(), &status) == 0 && S_ISREG(status.st_mode);
@@ -49,15 +58,19 @@ bool convertPlotsToPdf(const std::vector<std::string>& postScriptFiles, bool ver
         // whose text runs mostly upwards, like the scan figure's marker names). The PostScript
         // comes on standard input, so no name of it is ever read as an option, a device or a
         // pipe (and -dSAFER refuses some legal names).
-        const std::vector<std::string> command{"gs",
-                                               "-q",
-                                               "-dNOPAUSE",
-                                               "-dBATCH",
-                                               "-dSAFER",
-                                               "-sDEVICE=pdfwrite",
-                                               "-dAutoRotatePages=/None",
-                                               "-sOutputFile=" + literalOutputName(pathOf(pdf)),
-                                               "-"};
+        std::vector<std::string> command{"gs",
+                                         "-q",
+                                         "-dNOPAUSE",
+                                         "-dBATCH",
+                                         "-dSAFER",
+                                         "-sDEVICE=pdfwrite",
+                                         "-dAutoRotatePages=/None",
+                                         "-sOutputFile=" + literalOutputName(pathOf(pdf))};
+        // A landscape plot drawn on portrait pages opens upright when every page is shown
+        // turned a quarter to the left (its text runs down the paper).
+        if (drawnLandscapeOnPortrait(postScript))
+            command.insert(command.end(), {"-c", "[ /Rotate 270 /PAGES pdfmark", "-f"});
+        command.push_back("-");
         if (verbose) {
             std::string line = "External command:";
             for (const std::string& word : command) line += " " + word;

@@ -26,6 +26,8 @@ int truncate(double value) { return static_cast<int>(clampToPage(value)); }
 void writePrologue(std::ostream& out, std::size_t pageCount) {
     out << "%!PS-Adobe-1.0\n"
         << "%%Pages: " << pageCount << "\n"
+        // The plots are drawn across portrait pages: a viewer turns them to read them.
+        << "%%Orientation: Landscape\n"
         << "%%BeginDocument\n"
         << "/scaleTimes{\n"
         << "   /Times-Roman findfont\n"
@@ -268,6 +270,10 @@ std::string postScriptText(const std::string& text) {
         if (c == '(' || c == ')' || c == '\\') {
             escaped += '\\';
             escaped += c;
+        } else if (c == '\t') {
+            escaped += ' ';  // the fonts draw no tab: the words around it would run together
+        } else if (c == '\n' || c == '\r') {
+            continue;  // a text is one line on the page (a date carries its line end)
         } else if (byte < 32 || byte > 126) {
             // Octal escapes keep the file plain ASCII text, whatever bytes a name holds.
             char octal[5];

@@ -91,7 +91,9 @@ TEST(Tdt, TransmissionsFromHeterozygousParentsCountedByHand) {
     EXPECT_EQ(marker.getGlobalDegreesOfFreedom(), 2);
     EXPECT_NEAR(marker.getGlobalStatistic(), global, 1e-12);
     EXPECT_NEAR(marker.getGlobalPValue(), std::exp(-global / 2), 1e-12);
-    EXPECT_EQ(marker.getBestAllele(), &two);
+    // Allele 2 has the largest statistic but is under-transmitted: the best allele is the
+    // over-transmitted one with the largest statistic, allele 1 (4/8 against allele 3's 1/3).
+    EXPECT_EQ(marker.getBestAllele(), &marker.getAlleles()[0]);
 
     // The tidy table: one row per allele, the same numbers.
     const std::vector<std::string> table = lines(dir.read("hand_tdt.tsv"));
@@ -206,20 +208,55 @@ TEST(Tdt, BiallelicTransmissionsAsPlink) {
         EXPECT_EQ(other[3] + " " + other[4], u + " " + t);
     }
 
-    // The summary: per marker the best allele (of two equal ones the first), its T and U,
-    // its p-value, and the global test, which for two alleles is the allele test on 1 df.
+    // The summary: per marker the over-transmitted allele (none when T = U), its T and U, its
+    // p-value, and the global test, which for two alleles is the allele test on 1 df.
     const std::string summary = varkelDir.read("varkel_summary.out");
     ASSERT_TRUE(contains(summary, "Transmission/disequilibrium test summary - results are p-values\n")) << summary;
+    const int t1 = std::stoi(varkelRows["S1 1"][3]), u1 = std::stoi(varkelRows["S1 1"][4]);
+    ASSERT_NE(t1, u1);  // the draw has a best allele
+    const std::vector<std::string>& over = varkelRows[t1 > u1 ? "S1 1" : "S1 2"];
     int summaryRows = 0;
     for (const std::string& line : lines(summary)) {
         std::istringstream in(line);
         std::string marker, trios, best, t, u, p, globalP, df;
         if (!(in >> marker >> trios >> best >> t >> u >> p >> globalP >> df) || marker != "S1") continue;
         ++summaryRows;
-        EXPECT_EQ(best + " " + t + " " + u, "1 " + varkelRows["S1 1"][3] + " " + varkelRows["S1 1"][4]) << line;
+        EXPECT_EQ(best + " " + t + " " + u, over[2] + " " + over[3] + " " + over[4]) << line;
+        EXPECT_GT(std::stoi(t), std::stoi(u)) << line;
         EXPECT_EQ(p, globalP) << line;
         EXPECT_EQ(df, "1") << line;
-        EXPECT_NEAR(std::stod(p), std::stod(varkelRows["S1 1"][6]), 1e-6) << line;
+        EXPECT_NEAR(std::stod(p), std::stod(over[6]), 1e-6) << line;
+        // The console shows the same line.
+        EXPECT_TRUE(contains(run.output, line + "\n")) << run.output;
     }
     EXPECT_EQ(summaryRows, 1) << summary;
+}
+
+TEST(Tdt, NoBestAlleleWhenNoneIsOverTransmittedAndTheConsoleShowsTheSummaryTable) {
+    // Two trios of father 1 2 and mother 1 1: one child receives 1, the other 2. Allele 1 and
+    // allele 2 both have T = U = 1. Marker M2: the father transmits 2 twice, T2 = 2, U1 = 2.
+    std::string p;
+    p += person("1", "1", "0", "0", "1", "1", {"1 2", "1 2"}) + person("1", "2", "0", "0", "2", "1", {"1 1", "1 1"}) +
+         person("1", "3", "1", "2", "1", "2", {"1 1", "1 2"});
+    p += person("2", "1", "0", "0", "1", "1", {"1 2", "1 2"}) + person("2", "2", "0", "0", "2", "1", {"1 1", "1 1"}) +
+         person("2", "3", "1", "2", "1", "2", {"1 2", "2 1"});
+    ScratchDir dir;
+    dir.write("t.ped", p);
+    dir.write("t.map", mapFile({"M1", "M2"}));
+    const RunResult run = runProgram("varkel", {"--post", "--ped", "t.ped", "--map", "t.map", "--tdt"}, dir.path());
+    ASSERT_EQ(run.status, 0) << run.output;
+    const std::string summary = dir.read("varkel_summary.out");
+    const std::string heading = "Best allele: of the alleles transmitted more often than not (T > U) the one with "
+                                "the largest chi-square; none when no allele is.\n";
+    // Global p for M1: statistic 0 on 1 df, p = 1; for M2: chi-square (2 - 0)^2 / 2 = 2 on 1 df,
+    // p = erfc(1) = 0.157299.
+    char m1[128], m2[128];
+    std::snprintf(m1, sizeof m1, "%20s%8d%15s%8s%8s%15s%15.6f%6d\n", "M1", 2, "none", "", "", "NA", 1.0, 1);
+    std::snprintf(m2, sizeof m2, "%20s%8d%15s%8d%8d%15.6f%15.6f%6d\n", "M2", 2, "2", 2, 0, std::erfc(1.0),
+                  std::erfc(1.0), 1);
+    const std::string table = heading + "              Marker   Trios    Best allele       T       U              p"
+                                        "       Global p    df\n" +
+                              m1 + m2;
+    EXPECT_TRUE(contains(summary, table)) << summary;
+    EXPECT_TRUE(contains(run.output, table)) << run.output;
 }

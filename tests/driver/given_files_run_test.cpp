@@ -83,11 +83,14 @@ TEST(ReportFiles, AReportThatCannotBeWrittenFailsTheRun) {
         return all;
     };
     expectStops(dir, {
-                         {with("sub/dir/y"), "Error: Unable to open sub/dir/y_hrr.out for writing!\n"},
+                         {with("sub/dir/y"),
+                          "Error: Cannot write results under --prefix sub/dir/y: directory sub/dir: No such file or "
+                          "directory\n"},
                          {with("x"), "Error: Unable to open x_hrr.out for writing!\n"},
                          {with("full"), "Error: Unable to write full_summary.out\n"},
                          {args({"-k", "model.txt", "--singlepoint", "--prefix", "sub/z"}),
-                          "Error: Unable to open sub/z_singlepoint.out for writing!\n"},
+                          "Error: Cannot write results under --prefix sub/z: directory sub: No such file or "
+                          "directory\n"},
                      });
     // The statistics files, the TDT table, the LOD table and the scan figure alike.
     ASSERT_EQ(symlink("/dev/full", dir.file("st_pedigree_statistics.info").c_str()), 0);

@@ -59,13 +59,15 @@ TEST(VarkelRun, OptionAndInputErrorsStopWithTheirStatus) {
     } cases[] = {
         {{}, 255, "Error: Pedigree file is not set\n"},
         {{"-p", "x.ped"}, 255, "Error: Map file is not set\n"},
-        {{"-p", "x.ped", "-m", "x.map"}, 255, "Error: Model file or Linkage locus file must be given\n"},
+        {{"-p", "x.ped", "-m", "x.map", "--singlepoint"},
+         255,
+         "Error: Model file or Linkage locus file must be given (--model or --dat) for linkage analysis\n"},
         {{"--help"}, 0, "Displays usage information and exits."},
         {{"--version"}, 0, "1.9.6 -- 2011"},
         {{"--no-such-option"}, 1, "PARSE ERROR"},
         {{"-p", "x.ped", "--wsize", "three"}, 1, "PARSE ERROR"},
         {postArgs({"--freq", "q", "--sibpair"}), 255, "Error: Unknown frequency type q (use a, f, m or u)\n"},
-        {postArgs({}), 255, "Done reading input files.\n"},  // no analysis chosen
+        {postArgs({}), 255, "Error: No analysis asked for"},
         {postArgs({"--singlepoint", "--marker", "M9"}), 255, "Cannot find given marker M9\n"},
         {postArgs({"--hrrrand", "--phenotype", "AGE"}), 255, "Cannot find given phenotype AGE\n"},
     };

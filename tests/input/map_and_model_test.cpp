@@ -69,6 +69,32 @@ TEST(MarkerMapFile, HeaderChoosesTheFunctionDistancesAreSignedFaultsAreNamed) {
                    });
 }
 
+TEST(MarkerMapFile, PositionsThatDecreaseWithinAChromosomeAreNamedInAWarning) {
+    ScratchDir dir;
+    const std::string name = dir.file("map.txt");
+    // A map sorted by name: rs10 comes before rs2 in the file but lies after it.
+    dir.write("map.txt", "CHR HALDANE POS\n\n1 10.0 rs1\n1 90.0 rs10\n1 20.0 rs2\n1 30.0 rs3\n2 5.0 rs4\n"
+                         "2 5.0 rs5\n2 1.5 rs6\n");
+    MarkerMap map;
+    const Outcome sorted = attempt([&] { return map.readMapFile(name); });
+    ASSERT_EQ(sorted.result, 1) << sorted.out;
+    EXPECT_TRUE(contains(sorted.out, "Warning: map file " + name +
+                                         ": positions decrease within a chromosome at line 5 (rs2 at 20.0 after "
+                                         "rs10 at 90.0 on line 4), line 9 (rs6 at 1.5 after rs5 at 5.0 on line 8). "
+                                         "Markers are matched to the pedigree file's genotype columns by the map's "
+                                         "line order, not by position: the map must list them in the order of the "
+                                         "columns.\n"))
+        << sorted.out;
+    EXPECT_EQ(map.getMarkerName("2"), "rs2");  // the line order stands
+
+    // Equal positions, and a new chromosome starting lower, are in order.
+    dir.write("map.txt", "CHR HALDANE POS\n1 10.0 A\n1 10.0 B\n2 0.0 C\nX 0.0 D\n");
+    MarkerMap ordered;
+    const Outcome inOrder = attempt([&] { return ordered.readMapFile(name); });
+    ASSERT_EQ(inOrder.result, 1);
+    EXPECT_FALSE(contains(inOrder.out, "Warning")) << inOrder.out;
+}
+
 TEST(ModelFile, ReadsAutosomalAndXlinkedLociAndFailsWithoutALocus) {
     ScratchDir dir;
     const std::string name = dir.file("model.txt");

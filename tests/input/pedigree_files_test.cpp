@@ -147,11 +147,46 @@ TEST(OnlyMarkersFile, ListedMarkersTakeTheFilesPositionsInOrder) {
     EXPECT_DOUBLE_EQ(map->getMarkerWithName("M1")->getPosition(), 3.5);
     EXPECT_DOUBLE_EQ(map->getMarkerWithName("M2")->getPosition(), 10.0);  // not listed
 
-    expectFailures({{"1 10.0 M2\n1 5.0 M1\n", "Error: Marker position must be linear\n"},
+    expectFailures({{"1 10.0 M2\n1 5.0 M1\n", "Error: Marker position must be linear within a chromosome: "},
                     {"1 0.0 M1\n1 2.0 M9\n", "Error: Marker M9 not found \n"},
+                    {"M1\nM9\n", "Error: Marker M9 not found \n"},
                     {"1 M1 0.0\n", "Error: onlymarkers file not correct \n"}},  // name and position swapped
                    [](const std::string& content) {
                        Pedigrees fresh;
                        return afterTwoTrios(fresh, "only", content);
                    });
+}
+
+TEST(OnlyMarkersFile, ChromosomesAreOrderedApartAndPlainNameListsKeepTheMap) {
+    // Positions restart on a second chromosome; within one they must not decrease.
+    Pedigrees two;
+    Outcome r = afterTwoTrios(two, "only", "1 20.0 M3\n2 5.0 M1\n2 7.5 M2\n");
+    ASSERT_EQ(r.result, 1) << r.out;
+    EXPECT_EQ(two.getOnlyMarkers(), (std::vector<std::string>{"M3", "M1", "M2"}));
+    EXPECT_EQ(two.getMarkerMap()->getMarkerWithName("M1")->getChromosome(), "2");
+    Pedigrees back;
+    r = afterTwoTrios(back, "only", "1 20.0 M3\n2 5.0 M1\n1 7.5 M2\n");
+    EXPECT_EQ(r.result, 0);
+    EXPECT_TRUE(contains(r.out, "...failed\nError: Marker position must be linear within a chromosome: "));
+    EXPECT_TRUE(contains(r.out, " line 3: M2 at 7.5 after M3 at 20.0 on chromosome 1\n")) << r.out;
+
+    // A list of names, as PLINK's --extract reads one: the map's places, in the map's order.
+    Pedigrees names;
+    r = afterTwoTrios(names, "only", "\xEF\xBB\xBFM3\r\n\nM1\n");
+    ASSERT_EQ(r.result, 1) << r.out;
+    EXPECT_EQ(names.getOnlyMarkers(), (std::vector<std::string>{"M1", "M3"}));
+    EXPECT_DOUBLE_EQ(names.getMarkerMap()->getMarkerWithName("M3")->getPosition(), 20.0);
+    EXPECT_EQ(names.getMarkerMap()->getMarkerWithName("M3")->getChromosome(), "1");
+
+    // The first line decides the form; a line of the other form is refused with its number.
+    Pedigrees mixed;
+    r = afterTwoTrios(mixed, "only", "M1\n1 10.0 M2\n");
+    EXPECT_EQ(r.result, 0);
+    EXPECT_TRUE(contains(r.out, " line 2: \"1 10.0 M2\" is not one marker name (the first line made this a list of "
+                                "names)\n"))
+        << r.out;
+    Pedigrees doubled;
+    r = afterTwoTrios(doubled, "only", "M2\nM1\nM2\n");
+    EXPECT_EQ(r.result, 0);
+    EXPECT_TRUE(contains(r.out, " line 3: marker M2 is listed twice (first at line 1)\n")) << r.out;
 }

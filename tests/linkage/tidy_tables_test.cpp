@@ -178,6 +178,9 @@ TEST(TidyTables, SinglepointTablesFigureAndPdfEqualTheReports) {
         const std::vector<std::string> grid =
             lines(dir.read(std::string("r%d_singlepoint") + (nuclear ? "_nuc" : "") + "_het.out"));
         const size_t at = std::find(grid.begin(), grid.end(), "\tMarker: " + kNamed) - grid.begin() + 3;
+        // The columns are alpha, the rows theta.
+        EXPECT_EQ(words(grid.at(at - 2)), std::vector<std::string>{"Alpha"});
+        EXPECT_EQ(words(grid.at(at - 1)), std::vector<std::string>{"Theta"});
         const std::vector<std::string> alphas = words(grid.at(at));
         const size_t column = std::find_if(alphas.begin(), alphas.end(), [&](const std::string& a) {
                                   return std::fabs(number(a) - number(row.at("alpha"))) < 1e-9;
@@ -217,7 +220,17 @@ TEST(TidyTables, SinglepointTablesFigureAndPdfEqualTheReports) {
         EXPECT_GT(pagesDrawn, 0) << plot;
         EXPECT_EQ(pagesRenderedByGhostscript(dir.file(plot + ".pdf")), pagesDrawn) << plot;
         EXPECT_TRUE(contains(run.output, "The plots as PDF: " + plot + ".pdf\n")) << plot;
+        // Every page opens upright: wider than high as a viewer shows it.
+        const std::vector<std::pair<int, int>> sizes = drawnPageSizesByGhostscript(dir.file(plot + ".pdf"));
+        EXPECT_EQ(static_cast<int>(sizes.size()), pagesDrawn) << plot;
+        for (const auto& size : sizes) EXPECT_GT(size.first, size.second) << plot;
     }
+    // The title lines stand apart: phenotype and analysis each on a line of their own (ghostscript
+    // ends its text lines with CR LF).
+    const std::string histogram = textDrawnByGhostscript(dir.file("r%d_singlepoint_het.pdf"));
+    EXPECT_TRUE(contains(histogram, " Phenotype: " + phenotype + "\r\n")) << histogram;
+    EXPECT_TRUE(contains(histogram, " Linkage Analysis under heterogeneity\r\n")) << histogram;
+    EXPECT_FALSE(contains(histogram, "\t")) << histogram;
     EXPECT_EQ(pagesRenderedByGhostscript(dir.file("r%d_scan.pdf")), 2);
     // Landscape as drawn, not turned by ghostscript for its upright marker names.
     EXPECT_TRUE(contains(dir.read("r%d_scan.pdf"), "/MediaBox [0 0 842 595]"));

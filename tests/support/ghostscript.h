@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace testing_support {
 
@@ -38,6 +40,22 @@ inline int pagesRenderedByGhostscript(const std::string& file) {
     while (std::fgets(line, sizeof line, pipe))
         if (std::string(line).rfind("%%BoundingBox:", 0) == 0) ++pages;
     return pclose(pipe) == 0 ? pages : -1;
+}
+
+// Width and height of what each page draws, as ghostscript renders it (turned as a viewer
+// shows it); empty when it fails.
+inline std::vector<std::pair<int, int>> drawnPageSizesByGhostscript(const std::string& file) {
+    const std::string command = "gs -q -dSAFER -dBATCH -dNOPAUSE -sDEVICE=bbox '" + file + "' 2>&1 </dev/null";
+    std::vector<std::pair<int, int>> sizes;
+    FILE* pipe = popen(command.c_str(), "r");
+    if (!pipe) return sizes;
+    char line[512];
+    int left, bottom, right, top;
+    while (std::fgets(line, sizeof line, pipe))
+        if (std::sscanf(line, "%%%%BoundingBox: %d %d %d %d", &left, &bottom, &right, &top) == 4)
+            sizes.emplace_back(right - left, top - bottom);
+    if (pclose(pipe) != 0) sizes.clear();
+    return sizes;
 }
 
 }  // namespace testing_support
