@@ -1,5 +1,7 @@
 #include "likelihood/inheritance_space.h"
 
+#include <algorithm>
+
 namespace likelihood {
 
 std::string InheritanceSpace::build(const PedigreeInput& pedigree, bool xlinked, InheritanceSpace& space) {
@@ -98,17 +100,38 @@ void InheritanceSpace::transition(double theta, double* values) const {
             values[t] = theta * a + keep * b;
         }
     }
-    for (int bit = 0; bit < freeBits; ++bit) {
-        const uint64_t step = uint64_t(1) << bit;
-        for (uint64_t block = 0; block < n; block += 2 * step) {
-            double* lower = values + block;
-            double* upper = lower + step;
-            for (uint64_t i = 0; i < step; ++i) {
-                const double a = lower[i], b = upper[i];
-                lower[i] = keep * a + theta * b;
-                upper[i] = theta * a + keep * b;
-            }
+    // One bit's mixing of the pairs (a[i], b[i]) of a run of states.
+    const auto mix = [keep, theta](double* a, double* b, uint64_t count) {
+        for (uint64_t i = 0; i < count; ++i) {
+            const double x = a[i], y = b[i];
+            a[i] = keep * x + theta * y;
+            b[i] = theta * x + keep * y;
         }
+    };
+    // The low bits within blocks that stay in the first-level cache, then the high bits a
+    // group at a time over tiles of contiguous runs: a few passes over the vector instead of
+    // one per bit, which matters once the vector outgrows the caches.
+    const int low = std::min(freeBits, 9);
+    const uint64_t width = uint64_t(1) << low;
+    for (uint64_t block = 0; block < n; block += width)
+        for (int bit = 0; bit < low; ++bit) {
+            const uint64_t step = uint64_t(1) << bit;
+            for (uint64_t pair = block; pair < block + width; pair += 2 * step) mix(values + pair, values + pair + step, step);
+        }
+    const int group = 6;
+    for (int high = low; high < freeBits; high += group) {
+        const int bits = std::min(group, freeBits - high);
+        const uint64_t below = uint64_t(1) << high;
+        for (uint64_t outer = 0; outer < n; outer += below << bits)
+            for (uint64_t run = 0; run < below; run += width)
+                for (int bit = high; bit < high + bits; ++bit) {
+                    const uint64_t step = uint64_t(1) << bit;
+                    for (uint64_t j = 0; j < (uint64_t(1) << bits); ++j) {
+                        if ((j >> (bit - high)) & 1) continue;
+                        double* a = values + outer + (j << high) + run;
+                        mix(a, a + step, width);
+                    }
+                }
     }
 }
 

@@ -78,6 +78,15 @@ EngineRouting routePedigrees(const Pedigrees& pedigrees, const FastlinkPedigreeS
     return routing;
 }
 
+std::string engineTimes(std::chrono::steady_clock::duration native, std::chrono::steady_clock::duration fastlink) {
+    const auto seconds = [](std::chrono::steady_clock::duration d) {
+        char text[32];
+        std::snprintf(text, sizeof text, "%.2f", std::chrono::duration<double>(d).count());
+        return std::string(text);
+    };
+    return "Time: native engine " + seconds(native) + " s, FASTLINK jobs " + seconds(fastlink) + " s\n";
+}
+
 double fastlinkLnLike(double lnLike) {
     if (std::isinf(lnLike) || lnLike < -1e20) return -1e20;
     return std::round(lnLike * 1e6) / 1e6;

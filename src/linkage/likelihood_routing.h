@@ -4,6 +4,7 @@
 // pedigree one way, running the native side on threads, and laying the values out the way
 // FASTLINK prints them, so that every record is filled alike whichever engine computed it.
 
+#include <chrono>
 #include <string>
 #include <vector>
 
@@ -41,6 +42,9 @@ struct AnalysisWork {
     bool fastlinkUsable = true;  // false where FASTLINK cannot take the analysis (window too large)
     std::string analysisName;    // "the singlepoint analysis" in messages
 };
+
+// The verbose line of where an analysis's time went.
+std::string engineTimes(std::chrono::steady_clock::duration native, std::chrono::steady_clock::duration fastlink);
 
 EngineRouting routePedigrees(const Pedigrees& pedigrees, const FastlinkPedigreeSet& set, const AnalysisWork& work);
 

@@ -1,6 +1,7 @@
 #include "linkage/linkmap.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <iostream>
 #include <memory>
@@ -423,12 +424,12 @@ bool Linkmap::execute_analysis(const std::vector<std::string>& analysed, const s
     work.fastlinkUsable = static_cast<int>(largestWindow) <= fastlink_limits::kLociPerRun - 1;
     work.analysisName = "the multipoint analysis";
     const EngineRouting routing = routePedigrees(*pedigrees, set, work);
-    std::cout << routing.notes << routing.summary(*pedigrees, set);
     engineCounts = {static_cast<int>(routing.native.size()), static_cast<int>(routing.fastlink.size())};
 
     // Native pedigrees: [phenotype][window][trait position][native pedigree][point].
     std::vector<std::vector<std::vector<NativePositionValues>>> nativeResults(
         analysed.size(), std::vector<std::vector<NativePositionValues>>(windows));
+    const auto nativeStart = std::chrono::steady_clock::now();
     std::vector<size_t> outOfMemory;
     const size_t nativeCount = routing.native.size();
     if (nativeCount > 0) {
@@ -476,6 +477,7 @@ bool Linkmap::execute_analysis(const std::vector<std::string>& analysed, const s
             }
         });
     }
+    const auto nativeEnd = std::chrono::steady_clock::now();
     // Pedigrees the native engine ran out of memory on go to FASTLINK where it can take them,
     // or are skipped.
     std::vector<size_t> fastlinkPositions = routing.fastlink;
@@ -572,6 +574,8 @@ bool Linkmap::execute_analysis(const std::vector<std::string>& analysed, const s
     std::cout.flush();
     FastlinkRunner runner(pedigrees->getParallelJobs(), pedigrees->isVerbose(), pedigrees->getOutputPrefix());
     if (!runner.run(jobs)) return false;
+    if (pedigrees->isVerbose())
+        std::cout << engineTimes(nativeEnd - nativeStart, std::chrono::steady_clock::now() - nativeEnd);
 
     for (size_t p = 0; p < analysed.size(); ++p) {
         const std::string& phenotype = analysed[p];
@@ -617,6 +621,8 @@ bool Linkmap::execute_analysis(const std::vector<std::string>& analysed, const s
         }
         phenotypes.push_back(phenotype);
     }
+    // Which engine computed which pedigrees, after the tables.
+    std::cout << routing.notes << routing.summary(*pedigrees, set);
     return true;
 }
 

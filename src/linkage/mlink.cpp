@@ -1,6 +1,7 @@
 #include "linkage/mlink.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <iomanip>
 #include <iostream>
@@ -312,12 +313,12 @@ bool MLink::run(const std::string& mode, const std::string& markerName, const st
     work.analysisName = nuclear ? "the nuclear singlepoint analysis" : "the singlepoint analysis";
     work.vectors = static_cast<int>(mlinkFractions().size()) + 3;
     const EngineRouting routing = routePedigrees(*pedigrees, set, work);
-    std::cout << routing.notes << routing.summary(*pedigrees, set);
     engineCounts = {static_cast<int>(routing.native.size()), static_cast<int>(routing.fastlink.size())};
 
     // [phenotype][marker][native pedigree][theta]
     std::vector<std::vector<NativeMarkerValues>> nativeResults(phenotypes.size(),
                                                                std::vector<NativeMarkerValues>(plans.size()));
+    const auto nativeStart = std::chrono::steady_clock::now();
     std::vector<size_t> outOfMemory;
     if (!routing.native.empty()) {
         likelihood::TraitModel traitModel;
@@ -354,6 +355,7 @@ bool MLink::run(const std::string& mode, const std::string& markerName, const st
             }
         });
     }
+    const auto nativeEnd = std::chrono::steady_clock::now();
     // Pedigrees the native engine ran out of memory on go to FASTLINK, or are skipped.
     std::vector<size_t> fastlinkPositions = routing.fastlink;
     std::vector<size_t> nativePositions = routing.native;
@@ -430,6 +432,8 @@ bool MLink::run(const std::string& mode, const std::string& markerName, const st
     std::cout.flush();
     FastlinkRunner runner(pedigrees->getParallelJobs(), pedigrees->isVerbose(), pedigrees->getOutputPrefix());
     if (!runner.run(jobs)) return false;
+    if (pedigrees->isVerbose())
+        std::cout << engineTimes(nativeEnd - nativeStart, std::chrono::steady_clock::now() - nativeEnd);
 
     for (size_t p = 0; p < phenotypes.size(); ++p) {
         std::cout << "Phenotype: " << phenotypes[p] << "\n";
@@ -454,5 +458,7 @@ bool MLink::run(const std::string& mode, const std::string& markerName, const st
         }
         results.push_back(phenotypeResults);
     }
+    // Which engine computed which pedigrees, after the tables.
+    std::cout << routing.notes << routing.summary(*pedigrees, set);
     return true;
 }

@@ -73,7 +73,7 @@ TEST(VarkelWithStandIns, AFailingNuclearRunShowsItsReasonAndKeepsTheWholePedigre
                                         "individuals exceeded' >&2; exit 1\nfi\ntouch " +
                                             installation.dir.file("once") + "\nexec /usr/bin/mlink\n");
     const RunResult run = runProgram(installation.dir.file("bin/varkel"), {"--ped", "p.pre", "--map", "m.map", "--model", "d.model",
-                                                       "--singlepoint", "--nuclear", "--jobs", "1"},
+                                                       "--singlepoint", "--nuclear", "--jobs", "1", "--engine", "fastlink"},
                                      installation.dir.file("run"));
     EXPECT_EQ(run.status, 255);
     EXPECT_TRUE(contains(run.output, "Error in executing MLINK: mlinkvarkel\n\nSomething is wrong....\n")) << run.output;
@@ -102,7 +102,7 @@ TEST(VarkelWithStandIns, AnInterruptedRunLeavesNoScratchBehind) {
     options.standardOutput = installation.dir.file("run/console.txt");
     options.standardError = options.standardOutput;
     std::string error;
-    const pid_t varkel = startProcess(installation.command({"--singlepoint"}), options, error);
+    const pid_t varkel = startProcess(installation.command({"--singlepoint", "--engine", "fastlink"}), options, error);
     ASSERT_GT(varkel, 0) << error;
     for (int wait = 0; wait < 300 && !fs::exists(started); ++wait)
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
@@ -131,7 +131,7 @@ TEST(VarkelWithStandIns, PedigreeFileNamesWithShellCharactersAreConverted) {
         SCOPED_TRACE(name);
         fs::copy_file(installation.dir.file("run/p.pre"), installation.dir.file("run/" + name));
         const RunResult run = runProgram(
-            installation.dir.file("bin/varkel"), {"--ped", name, "--map", "m.map", "--model", "d.model", "--singlepoint"},
+            installation.dir.file("bin/varkel"), {"--ped", name, "--map", "m.map", "--model", "d.model", "--singlepoint", "--engine", "fastlink"},
             installation.dir.file("run"));
         EXPECT_EQ(run.status, 0) << run.output;
         EXPECT_TRUE(contains(run.output, "                  D1     0.602059      0.00\n")) << run.output;

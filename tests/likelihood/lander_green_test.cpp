@@ -221,3 +221,39 @@ TEST(LanderGreen, XLinkedAgainstEnumeration) {
     c.marker = {{3, 3}, {1, 2}, {1, 2}, {0, 0}, {0, 0}, {0, 0}};
     expectAgreement(c);
 }
+
+// A pedigree of 11 free meiosis bits, so that the transition's tiles of high bits are used:
+// moving across theta a and then b is moving across the c with 1 - 2c = (1 - 2a)(1 - 2b) (no
+// interference), the moved vector keeps its sum, and the transition is symmetric.
+TEST(LanderGreen, TransitionOverManyBitsComposesAndIsSymmetric) {
+    PedigreeInput pedigree;
+    pedigree.persons = {person(-1, -1, true, 0), person(-1, -1, false, 0)};
+    for (int child = 0; child < 6; ++child) pedigree.persons.push_back(person(0, 1, child % 2 == 0, 0));
+    pedigree.persons.push_back(person(-1, -1, false, 0));
+    pedigree.persons.push_back(person(2, 8, true, 0));
+    InheritanceSpace space;
+    ASSERT_EQ(InheritanceSpace::build(pedigree, false, space), "");
+    ASSERT_EQ(space.bits(), 11);
+    std::vector<double> x(space.states()), y(space.states());
+    for (size_t s = 0; s < x.size(); ++s) {
+        x[s] = static_cast<double>((s * 2654435761u) % 1000) / 1000.0;
+        y[s] = static_cast<double>((s * 40503u + 7) % 997) / 997.0;
+    }
+    const double a = 0.07, b = 0.21, c = 0.5 * (1.0 - (1.0 - 2 * a) * (1.0 - 2 * b));
+    std::vector<double> twice = x, once = x;
+    space.transition(a, twice.data());
+    space.transition(b, twice.data());
+    space.transition(c, once.data());
+    double sumX = 0.0, sumOnce = 0.0, xTy = 0.0, txY = 0.0;
+    std::vector<double> ty = y;
+    space.transition(c, ty.data());
+    for (size_t s = 0; s < x.size(); ++s) {
+        EXPECT_NEAR(twice[s], once[s], 1e-12) << s;
+        sumX += x[s];
+        sumOnce += once[s];
+        xTy += x[s] * ty[s];
+        txY += once[s] * y[s];
+    }
+    EXPECT_NEAR(sumX, sumOnce, 1e-9);
+    EXPECT_NEAR(xTy, txY, 1e-9);
+}

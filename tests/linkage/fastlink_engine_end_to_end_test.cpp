@@ -94,7 +94,8 @@ TEST(UserLocusFile, FrequenciesFollowTheAlleleNamesAsFastlinkByHand) {
     dir.write("m.map", "CHROMOSOME HALDANE POSITION\n1 10.0 M3\n");
     dir.write("user.dat", "2 0 0 5\n0 0.0 0.0 0\n1 2\n" + loci + "0.5\n1 0.1 0.45\n");
     const RunResult run = runProgram(
-        "varkel", {"--post", "--ped", "p.ped", "--map", "m.map", "--dat", "user.dat", "--singlepoint", "--byfamily"},
+        "varkel", {"--post", "--ped", "p.ped", "--map", "m.map", "--dat", "user.dat", "--singlepoint", "--byfamily",
+                    "--engine", "fastlink"},
         dir.path());
     ASSERT_EQ(run.status, 0) << run.output;
 

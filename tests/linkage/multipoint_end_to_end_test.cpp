@@ -311,7 +311,7 @@ TEST(MultipointEndToEnd, ALoopedPedigreeAgreesWithLinkmapByHand) {
     dir.write("d.model", "0 0.0001 1\n0.0 1.0 1.0\n");
     const RunResult run = runProgram("varkel",
                                      {"--post", "--ped", "p.ped", "--map", "m.map", "--model", "d.model",
-                                      "--multipoint", "--wsize", "2", "--steps", "3"},
+                                      "--multipoint", "--wsize", "2", "--steps", "3", "--engine", "fastlink"},
                                      dir.path());
     ASSERT_EQ(run.status, 0) << run.output;
     EXPECT_TRUE(contains(run.output, "loop found from the pedigree 1")) << run.output;

@@ -49,7 +49,7 @@ TEST(SinglepointEndToEnd, PedigreesWholeAndNuclearMatchClosedForms) {
     dir.write("d.model", "0 0.0001 1\n0.0 1.0 1.0\n");
     const RunResult run = runProgram("varkel",
                                      {"--ped", "p.ped", "--map", "m.map", "--model", "d.model", "--singlepoint",
-                                      "--nuclear", "--byfamily", "--hlod", "--verbose"},
+                                      "--nuclear", "--byfamily", "--hlod", "--verbose", "--engine", "fastlink"},
                                      dir.path());
     ASSERT_EQ(run.status, 0) << run.output;
     // Loops are broken in the batches that hold pedigree 7: one for D1, one of BIG's two; the
