@@ -66,7 +66,7 @@ int MarkerMap::readMapFile(const std::string& fileName) {
         fields.skipRestOfLine();
 
         if (count < 5) std::cout << " " << name;
-        Marker* marker = new Marker(name, chromosome, position, false);
+        Marker* marker = new Marker(name, chromosome, position);
         const std::string index = IntToString(count);
         marker->setIndex(index);
         marker->setPhysicalPosition("0");
@@ -91,7 +91,7 @@ void MarkerMap::makeMarkerMap(int n) {
     int count = 0;
     for (int k = 0; k < n; ++k) {
         const std::string name = "MARKER" + IntToString(k + 1);
-        Marker* marker = new Marker(name, "1", IntToString(k) + "1", false);
+        Marker* marker = new Marker(name, "1", IntToString(k) + "1");
         const std::string index = IntToString(k);
         marker->setIndex(index);
         if (!markerTree->insert(marker)) {

@@ -8,6 +8,7 @@
 
 #include "model/pedigrees.h"
 
+#include <algorithm>
 #include <fstream>
 #include <iostream>
 #include <string>
@@ -222,10 +223,9 @@ int Pedigrees::readPedigreeFile(const std::string& fileName) {
         if (liabilityColumn) phenotypeNames.push_back(kLiabilityClassName);
     }
 
-    // Genotype keys are the map indexes as decimal text; made once, copied per genotype.
-    std::vector<std::string> indexText;
-    indexText.reserve(static_cast<size_t>(markerCount));
-    for (int i = 0; i < markerCount; ++i) indexText.push_back(IntToString(i));
+    // One store row per line: room for all of them at once, so the columns never move.
+    genotypeStore.reserveRows(genotypeStore.getRowCount() +
+                              static_cast<int>(std::count(buffer.begin(), buffer.end(), '\n')) + 1);
 
     FieldStream fields(buffer);
     int line = 0;
@@ -254,6 +254,7 @@ int Pedigrees::readPedigreeFile(const std::string& fileName) {
             person->setProbandStatus(std::string(fixed[8]));
         }
 
+        addGenotypeRow(person);
         if (affectionColumn) {
             const std::string_view affection = fields.next();
             if (!isUnknownAffection(affection))
@@ -281,11 +282,10 @@ int Pedigrees::readPedigreeFile(const std::string& fileName) {
                 return 0;
             }
             if (isMissingAllele(a) || isMissingAllele(b)) continue;
-            Marker* genotype = new Marker(indexText[static_cast<size_t>(i)], a, b);
-            if (!person->addMarker(genotype)) {
-                failed() << "Duplicate marker at line: " << line << " markerid: " << i << " allele1: " << a
-                         << " allele2: " << b << std::endl;
-                delete genotype;
+            if (!setGenotype(person, i, a, b)) {
+                failed() << "Marker " << markerMap->getMarkerName(IntToString(i)) << " has more than "
+                         << GenotypeStore::kMaxAlleleNames << " allele names at line " << line << " (allele " << a
+                         << "/" << b << ")" << std::endl;
                 delete person;
                 return 0;
             }

@@ -17,10 +17,12 @@
 #include <set>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 #include "model/rbtree.h"
 #include "engine/batch_planner.h"
+#include "model/genotype_store.h"
 #include "model/records.h"
 #include "pedigree/fastlink_files.h"
 
@@ -114,6 +116,15 @@ public:
     // Number of persons in every pedigree of a tree (null tree: 0).
     static int countPersons(const RBTree<Pedigree>* tree);
 
+    // ---- genotypes of the persons read (model/pedigrees.cpp) ----
+    const GenotypeStore& getGenotypeStore() const { return genotypeStore; }
+    // Gives a person a new row of the genotype store, untyped at every marker (the store
+    // takes the marker count of the map with its first row).
+    void addGenotypeRow(Person* person);
+    // Sets a person's genotype at a marker from the two allele names; false for a marker
+    // outside the store or one that already holds the most allele names it can tell apart.
+    bool setGenotype(const Person* person, int marker, std::string_view first, std::string_view second);
+
     // ---- input readers (input/) ----
     int readMapFile(const std::string& fileName);
     int readPedigreeFile(const std::string& fileName);
@@ -136,7 +147,9 @@ public:
     void countMarkersGenotypes(const std::string& markerIndex);
     double getHeterozygosity(const std::string& markerIndex) const;
     double getPolymorphismInformationContent(const std::string& markerIndex) const;
-    std::string getNewAlleleName(int position, const Marker* marker) const;
+    // The catalogue's new name of an allele of a marker: "nulli" without the marker's entry,
+    // "-1" for a name the entry lacks.
+    std::string getNewAlleleName(const std::string& markerIndex, const std::string& alleleName) const;
     void collapseAlleles();
 
     // ---- checks (pedigree/) ----
@@ -186,6 +199,7 @@ public:
 
 private:
     // owned objects
+    GenotypeStore genotypeStore;
     MarkerMap* markerMap = nullptr;
     RBTree<Pedigree>* pedigrees = nullptr;
     LinkageLocusFile* linkageLocusFile = nullptr;
