@@ -8,8 +8,12 @@
 
 #include "model/pedigrees.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
-#include <fstream>
+#include <cerrno>
 #include <iostream>
 #include <string>
 #include <string_view>
@@ -21,18 +25,30 @@
 
 namespace {
 
+// The whole file in one buffer, read in one piece when its size is known (a pedigree file of
+// SNP data is tens of MB).
 bool loadWholeFile(const std::string& name, std::string& buffer) {
-    std::ifstream in(name, std::ios::binary);
-    if (!in.is_open()) return false;
-    in.seekg(0, std::ios::end);
-    const std::streamoff size = in.tellg();
-    in.seekg(0, std::ios::beg);
-    buffer.clear();
-    if (size > 0) buffer.reserve(static_cast<size_t>(size));
-    char chunk[1 << 16];
-    while (in.read(chunk, sizeof chunk) || in.gcount() > 0) buffer.append(chunk, static_cast<size_t>(in.gcount()));
+    const int descriptor = ::open(name.c_str(), O_RDONLY);
+    if (descriptor < 0) return false;
+    struct stat status {};
+    const bool sized = ::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
+    buffer.assign(sized ? static_cast<size_t>(status.st_size) + 1 : size_t{1} << 16, '\0');
+    size_t filled = 0;
+    bool complete = true;
+    for (;;) {
+        if (filled == buffer.size()) buffer.resize(2 * buffer.size());
+        const ssize_t got = ::read(descriptor, &buffer[filled], buffer.size() - filled);
+        if (got < 0 && errno == EINTR) continue;
+        if (got <= 0) {
+            complete = got == 0;
+            break;
+        }
+        filled += static_cast<size_t>(got);
+    }
+    ::close(descriptor);
+    buffer.resize(filled);
     stripByteOrderMark(buffer);
-    return !in.bad();
+    return complete;
 }
 
 bool isColumnSeparator(char c) { return c == ' ' || c == '\t' || c == '\r'; }
@@ -223,7 +239,8 @@ int Pedigrees::readPedigreeFile(const std::string& fileName) {
         if (liabilityColumn) phenotypeNames.push_back(kLiabilityClassName);
     }
 
-    // One store row per line: room for all of them at once, so the columns never move.
+    // One store row per line: room for all of them at once, so the store never moves.
+    if (genotypeStore.getRowCount() == 0) genotypeStore.reset(markerCount);
     genotypeStore.reserveRows(genotypeStore.getRowCount() +
                               static_cast<int>(std::count(buffer.begin(), buffer.end(), '\n')) + 1);
 

@@ -1,7 +1,9 @@
 #pragma once
-// Every person's genotypes in one compact store: per marker column, two small allele codes
-// per person row, with code 0 for an untyped genotype, and the allele names once per marker.
+// Every person's genotypes in one compact store: per person row and marker column two small
+// allele codes, with code 0 for an untyped genotype, and the allele names once per marker.
 // Persons keep only their row; derived pedigrees refer to the rows of the persons they copy.
+// A row's markers lie side by side: reading fills the store row by row, and the checks and
+// the catalogue walk a person's markers in turn.
 
 #include <cstdint>
 #include <string>
@@ -26,19 +28,15 @@ public:
 
     // Drops every row and allele name and sets the number of marker columns.
     void reset(int markers);
-    int getMarkerCount() const { return static_cast<int>(columns.size()); }
+    int getMarkerCount() const { return markers; }
     int getRowCount() const { return rows; }
-    // Room for this many rows in every column, so that reading does not move the columns.
+    // Room for this many rows, so that reading does not move the store.
     void reserveRows(int count);
     // A new row, untyped at every marker; returns its number.
     int addRow();
 
-    GenotypeCodes get(int marker, int row) const {
-        return columns[static_cast<size_t>(marker)][static_cast<size_t>(row)];
-    }
-    void set(int marker, int row, GenotypeCodes genotype) {
-        columns[static_cast<size_t>(marker)][static_cast<size_t>(row)] = genotype;
-    }
+    GenotypeCodes get(int marker, int row) const { return genotypes[at(marker, row)]; }
+    void set(int marker, int row, GenotypeCodes genotype) { genotypes[at(marker, row)] = genotype; }
     // The code of an allele name at a marker, the name added when new; kUntypedAllele when the
     // marker already holds kMaxAlleleNames names.
     AlleleCode codeOf(int marker, std::string_view name);
@@ -49,7 +47,12 @@ public:
     void replaceAllele(int marker, AlleleCode from, AlleleCode to);
 
 private:
-    std::vector<std::vector<GenotypeCodes>> columns;
+    size_t at(int marker, int row) const {
+        return static_cast<size_t>(row) * static_cast<size_t>(markers) + static_cast<size_t>(marker);
+    }
+
+    int markers = 0;
+    std::vector<GenotypeCodes> genotypes;
     // Per marker, the name of every code; entry 0 is the untyped allele "0".
     std::vector<std::vector<std::string>> names;
     int rows = 0;
