@@ -22,6 +22,7 @@
 #include "driver/utilities.h"
 #include "input/field_reader.h"
 #include "input/marker_map.h"
+#include "model/file.h"
 
 namespace {
 
@@ -195,8 +196,12 @@ int Pedigrees::readPedigreeFile(const std::string& fileName) {
         return 0;
     }
 
+    // The converted file of a checked pre-MAKEPED file holds the person columns only; its
+    // persons take their genotypes from the check.
+    const bool genotypesChecked = converted && genotypeRowsByUserIds;
+    const int genotypeColumns = genotypesChecked ? 0 : markerCount;
     const ColumnLayout layout = countColumns(buffer);
-    if (affectionColumn && !layout.empty && layout.uniform) {
+    if (affectionColumn && !layout.empty && layout.uniform && !genotypesChecked) {
         const std::string mismatch = liabilityLayoutMismatch(layout, fileName, postMakeped, liabilityColumn, markerCount);
         if (!mismatch.empty()) {
             failed() << mismatch << std::endl;
@@ -227,8 +232,8 @@ int Pedigrees::readPedigreeFile(const std::string& fileName) {
         }
         int markers = markersFromColumns(columns, postMakeped);
         if (!affectionColumn) ++markers;
-        if (markers != markerCount) {
-            failed() << "Pedigree file contains " << markers << " marker(s) and mapfile claims " << markerCount
+        if (markers != genotypeColumns) {
+            failed() << "Pedigree file contains " << markers << " marker(s) and mapfile claims " << genotypeColumns
                      << std::endl;
             return 0;
         }
@@ -240,9 +245,11 @@ int Pedigrees::readPedigreeFile(const std::string& fileName) {
     }
 
     // One store row per line: room for all of them at once, so the store never moves.
-    if (genotypeStore.getRowCount() == 0) genotypeStore.reset(markerCount);
-    genotypeStore.reserveRows(genotypeStore.getRowCount() +
-                              static_cast<int>(std::count(buffer.begin(), buffer.end(), '\n')) + 1);
+    if (!genotypesChecked) {
+        if (genotypeStore.getRowCount() == 0) genotypeStore.reset(markerCount);
+        genotypeStore.reserveRows(genotypeStore.getRowCount() +
+                                  static_cast<int>(std::count(buffer.begin(), buffer.end(), '\n')) + 1);
+    }
 
     FieldStream fields(buffer);
     int line = 0;
@@ -271,7 +278,7 @@ int Pedigrees::readPedigreeFile(const std::string& fileName) {
             person->setProbandStatus(std::string(fixed[8]));
         }
 
-        addGenotypeRow(person);
+        if (!genotypesChecked) addGenotypeRow(person);
         if (affectionColumn) {
             const std::string_view affection = fields.next();
             if (!isUnknownAffection(affection))
@@ -288,7 +295,7 @@ int Pedigrees::readPedigreeFile(const std::string& fileName) {
             }
         }
 
-        for (int i = 0; i < markerCount; ++i) {
+        for (int i = 0; i < genotypeColumns; ++i) {
             const std::string_view a = fields.next();
             const std::string_view b = fields.next();
             if ((a == "0") != (b == "0")) {
@@ -318,6 +325,18 @@ int Pedigrees::readPedigreeFile(const std::string& fileName) {
             else fields.next();
         }
         fields.skipLine(10000);
+        if (genotypesChecked) {
+            const auto row =
+                genotypeRowsByUserIds->find(userIdsKey(originalPedigreeId, person->getOriginalPersonId()));
+            if (row == genotypeRowsByUserIds->end()) {
+                failed() << "Line " << line << " of the converted pedigree file " << fileName << " names pedigree \""
+                         << originalPedigreeId << "\" person \"" << person->getOriginalPersonId()
+                         << "\", which is not in " << pedigreeFileName << std::endl;
+                delete person;
+                return 0;
+            }
+            person->setGenotypes(&genotypeStore, row->second);
+        }
 
         if (!previousPedigree || pedigreeId != previousPedigreeId) {
             Pedigree* pedigree = pedigrees->find(pedigreeId);
@@ -352,11 +371,46 @@ int Pedigrees::readPedigreeFile(const std::string& fileName) {
     if (writeFamilyErrors("family.err")) return 0;
     if (xlinked) {
         std::cout << "(Mendelian error check disabled for X-linked data)" << std::endl;
+    } else if (genotypesChecked) {
+        // The check of the user's file saw the same genotypes in the same families, and found
+        // them consistent (the conversion stops otherwise).
     } else if (writeMendelianErrors("mendel.err")) {
         std::cout << "Mendelian errors found! " << std::endl;
     }
     std::cout << "...done." << std::endl;
     return 1;
+}
+
+std::string Pedigrees::userIdsKey(const std::string& pedigreeId, const std::string& personId) {
+    return pedigreeId + '\0' + personId;
+}
+
+bool Pedigrees::writeLeadingColumns(const std::string& fromName, const std::string& toName, int columns) {
+    std::string text;
+    if (!loadWholeFile(fromName, text)) return false;
+    std::string leading;
+    leading.reserve(text.size() / 8);
+    const char* p = text.data();
+    const char* const end = p + text.size();
+    while (p < end) {
+        const char* const lineEnd = std::find(p, end, '\n');
+        int fields = 0;
+        while (p < lineEnd && fields < columns) {
+            if (isColumnSeparator(*p)) {
+                ++p;
+                continue;
+            }
+            const char* start = p;
+            while (p < lineEnd && !isColumnSeparator(*p)) ++p;
+            leading.append(fields++ ? " " : "").append(start, static_cast<size_t>(p - start));
+        }
+        if (fields > 0) leading += '\n';
+        p = lineEnd < end ? lineEnd + 1 : end;
+    }
+    File out;
+    if (!out.openForWriting(toName)) return false;
+    out.text << leading;
+    return out.writeTextAndClose();
 }
 
 int Pedigrees::makeMapFile(const std::string& fileName) {

@@ -9,15 +9,18 @@ void GenotypeStore::reset(int markerCount) {
     rows = 0;
 }
 
-void GenotypeStore::reserveRows(int count) { genotypes.reserve(at(0, count)); }
+// The untyped rows made ahead are zeroed once, in one piece.
+void GenotypeStore::reserveRows(int count) {
+    if (at(0, count) > genotypes.size()) genotypes.resize(at(0, count));
+}
 
 int GenotypeStore::addRow() {
-    genotypes.resize(at(0, rows + 1));
+    if (at(0, rows + 1) > genotypes.size()) genotypes.resize(at(0, rows + 1));
     return rows++;
 }
 
-AlleleCode GenotypeStore::codeOf(int marker, std::string_view name) {
-    std::vector<std::string>& known = names[static_cast<size_t>(marker)];
+AlleleCode GenotypeStore::findCode(int marker, std::string_view name) const {
+    const std::vector<std::string>& known = names[static_cast<size_t>(marker)];
     // A marker has a handful of alleles (two for a SNP), most of one or a few characters: a
     // scan that compares lengths and first characters before the rest beats any index.
     for (size_t code = 1; code < known.size(); ++code) {
@@ -27,9 +30,16 @@ AlleleCode GenotypeStore::codeOf(int marker, std::string_view name) {
                               std::memcmp(candidate.data() + 1, name.data() + 1, name.size() - 1) == 0)))
             return static_cast<AlleleCode>(code);
     }
-    if (known.size() > static_cast<size_t>(kMaxAlleleNames)) return kUntypedAllele;
-    known.emplace_back(name);
-    return static_cast<AlleleCode>(known.size() - 1);
+    return kUntypedAllele;
+}
+
+AlleleCode GenotypeStore::codeOf(int marker, std::string_view name) {
+    const AlleleCode known = findCode(marker, name);
+    if (known != kUntypedAllele) return known;
+    std::vector<std::string>& markerNames = names[static_cast<size_t>(marker)];
+    if (markerNames.size() > static_cast<size_t>(kMaxAlleleNames)) return kUntypedAllele;
+    markerNames.emplace_back(name);
+    return static_cast<AlleleCode>(markerNames.size() - 1);
 }
 
 void GenotypeStore::replaceAllele(int marker, AlleleCode from, AlleleCode to) {

@@ -30,7 +30,7 @@ public:
     void reset(int markers);
     int getMarkerCount() const { return markers; }
     int getRowCount() const { return rows; }
-    // Room for this many rows, so that reading does not move the store.
+    // Room for this many rows, so that reading neither moves the store nor grows it row by row.
     void reserveRows(int count);
     // A new row, untyped at every marker; returns its number.
     int addRow();
@@ -43,6 +43,10 @@ public:
     const std::string& getAlleleName(int marker, AlleleCode code) const {
         return names[static_cast<size_t>(marker)][code];
     }
+    // Codes 1..count are in use at the marker.
+    int getAlleleNameCount(int marker) const { return static_cast<int>(names[static_cast<size_t>(marker)].size()) - 1; }
+    // The code of an allele name at a marker, or kUntypedAllele when the marker has no such name.
+    AlleleCode findCode(int marker, std::string_view name) const;
     // Rewrites allele from into allele to in every row of the marker.
     void replaceAllele(int marker, AlleleCode from, AlleleCode to);
 

@@ -18,6 +18,7 @@
 #include <sstream>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 #include "model/rbtree.h"
@@ -237,6 +238,14 @@ private:
     bool renumberAlleles = false;
     bool locusFileRead = false;
     int parallelJobs = 1;
+
+    // ---- pedigree file reading (input/pedigree_reader.cpp, input/premakeped_conversion.cpp) ----
+    // While the converted file of a checked pre-MAKEPED file is read: the genotype store row of
+    // every person of the check, by its user's pedigree and person identifiers (userIdsKey).
+    const std::unordered_map<std::string, int>* genotypeRowsByUserIds = nullptr;
+    static std::string userIdsKey(const std::string& pedigreeId, const std::string& personId);
+    // Copies the first columns of every line of a file with fields into a new file.
+    static bool writeLeadingColumns(const std::string& fromName, const std::string& toName, int columns);
 
     // ---- structure check state (pedigree/structure_check.cpp) ----
     std::ostringstream familyErrorReport;

@@ -14,12 +14,17 @@ namespace {
 const std::string kAll = "all";
 const std::string kFounders = "founders";
 
-// Counts genotypes into per-marker tallies by allele code, then makes the entries' alleles in
+// Counts genotypes into tallies by marker and allele code, then makes the entries' alleles in
 // the order the names were first seen, as a walk over the persons in tree order meets them.
 class CatalogueCounter {
 public:
     CatalogueCounter(const GenotypeStore& store, bool xlinked) : store(store), xlinked(xlinked) {
-        tallies.resize(static_cast<size_t>(store.getMarkerCount()));
+        // One flat table: the tallies of marker m start at firstTally[m], one per code.
+        for (int m = 0; m < store.getMarkerCount(); ++m) {
+            firstTally.push_back(tallies.size());
+            tallies.resize(tallies.size() + static_cast<size_t>(store.getAlleleNameCount(m)) + 1);
+        }
+        firstSeen.resize(static_cast<size_t>(store.getMarkerCount()));
     }
 
     void countPerson(const Person* person) {
@@ -29,22 +34,20 @@ public:
         // A hemizygous X-linked male carries one copy of his second allele position;
         // founders still count both positions.
         const int secondCopy = xlinked && male ? 0 : 1;
-        const Counts firstCounts{1, founder ? 1 : 0, male ? 1 : 0, male ? 0 : 1};
-        const Counts secondCounts{secondCopy, founder ? 1 : 0, male ? secondCopy : 0, male ? 0 : secondCopy};
+        const Tally firstCounts{1, founder ? 1 : 0, male ? 1 : 0, male ? 0 : 1, false};
+        const Tally secondCounts{secondCopy, founder ? 1 : 0, male ? secondCopy : 0, male ? 0 : secondCopy, false};
         const int end = person->endGenotypeMarker();
         for (int m = person->firstGenotypeMarker(); m < end; ++m) {
             const GenotypeCodes genotype = person->getGenotype(m);
             if (!genotype.isTyped()) continue;
-            MarkerTally& tally = tallies[static_cast<size_t>(m)];
-            tally.add(genotype.first, firstCounts);
-            tally.add(genotype.second, secondCounts);
+            add(m, genotype.first, firstCounts);
+            add(m, genotype.second, secondCounts);
         }
     }
 
     void fillEntry(MarkerInfo* entry, int marker) const {
-        const MarkerTally& tally = tallies[static_cast<size_t>(marker)];
-        for (AlleleCode code : tally.firstSeen) {
-            const Counts& c = tally.byCode[code];
+        for (AlleleCode code : firstSeen[static_cast<size_t>(marker)]) {
+            const Tally& c = tallies[firstTally[static_cast<size_t>(marker)] + code];
             auto* allele = new Allele(store.getAlleleName(marker, code));
             allele->addCounts(c.all, c.founders, c.males, c.females);
             entry->addAllele(allele);
@@ -53,33 +56,28 @@ public:
     }
 
 private:
-    struct Counts {
-        int all = 0, founders = 0, males = 0, females = 0;
+    struct Tally {
+        int all, founders, males, females;
+        bool seen;
     };
-    struct MarkerTally {
-        std::vector<Counts> byCode;
-        std::vector<AlleleCode> firstSeen;
-        std::vector<bool> seen;
-        void add(AlleleCode code, const Counts& copies) {
-            if (code >= byCode.size()) {
-                byCode.resize(code + size_t{1});
-                seen.resize(code + size_t{1});
-            }
-            if (!seen[code]) {
-                seen[code] = true;
-                firstSeen.push_back(code);
-            }
-            Counts& c = byCode[code];
-            c.all += copies.all;
-            c.founders += copies.founders;
-            c.males += copies.males;
-            c.females += copies.females;
+
+    void add(int marker, AlleleCode code, const Tally& copies) {
+        Tally& c = tallies[firstTally[static_cast<size_t>(marker)] + code];
+        if (!c.seen) {
+            c.seen = true;
+            firstSeen[static_cast<size_t>(marker)].push_back(code);
         }
-    };
+        c.all += copies.all;
+        c.founders += copies.founders;
+        c.males += copies.males;
+        c.females += copies.females;
+    }
 
     const GenotypeStore& store;
     bool xlinked;
-    std::vector<MarkerTally> tallies;
+    std::vector<Tally> tallies;
+    std::vector<size_t> firstTally;
+    std::vector<std::vector<AlleleCode>> firstSeen;
 };
 
 }  // namespace

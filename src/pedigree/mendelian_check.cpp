@@ -71,8 +71,6 @@ bool isConcistent(const std::vector<AllelePair>& genotypes, const AlleleSet& kno
     return true;
 }
 
-bool isUntypedAllele(const std::string& allele) { return allele.size() == 1 && allele[0] == '0'; }
-
 // The marker columns in the order of their keys as text ("0", "1", "10", "11", ..., "2"),
 // the order in which the report lists a child's markers.
 std::vector<int> markersInKeyOrder(int markerCount) {
@@ -88,7 +86,10 @@ class MendelianCheck {
 public:
     MendelianCheck(std::ostringstream& report, bool& errorFound, MarkerMap* markerMap, const GenotypeStore& store)
         : report(report), errorFound(errorFound), markerMap(markerMap), store(store),
-          markerOrder(markersInKeyOrder(store.getMarkerCount())) {}
+          markerOrder(markersInKeyOrder(store.getMarkerCount())) {
+        // A genotype with one allele named "0" is half-typed; the reader never stores one.
+        for (int m = 0; m < store.getMarkerCount(); ++m) zeroAllele.push_back(store.findCode(m, "0"));
+    }
 
     void pedigreeCheckMendelianErrors(const Pedigree* pedigree) {
         std::vector<const Person*> persons;
@@ -129,8 +130,8 @@ private:
         marker = markerColumn;
         childGenotype = genotype;
         sibshipGenotypes.clear();
-        if (isUntypedAllele(store.getAlleleName(marker, genotype.first)) !=
-            isUntypedAllele(store.getAlleleName(marker, genotype.second))) {
+        const AlleleCode zero = zeroAllele[static_cast<size_t>(marker)];
+        if (zero != kUntypedAllele && (genotype.first == zero) != (genotype.second == zero)) {
             report << "Pedigree " << *pedigreeId << " Child " << child->getPersonId() << " Marker " << marker
                    << ", marker is halftyped\n";
             errorFound = true;
@@ -267,6 +268,7 @@ private:
     MarkerMap* markerMap;
     const GenotypeStore& store;
     const std::vector<int> markerOrder;
+    std::vector<AlleleCode> zeroAllele;  // per marker the code of the allele name "0", if any
 
     // The child and marker under test.
     const std::string* pedigreeId = nullptr;
