@@ -13,6 +13,8 @@ class Linkmap;
 struct Settings {
     bool pedigreeFileGiven = false;
     bool mapFileGiven = false;
+    std::string plinkPrefix;  // PLINK binary files PREFIX.bed, .bim, .fam, when given
+    std::string mapFunction = "haldane";
     bool phenotypeFileGiven = false;
     bool locusFileGiven = false;
     bool modelFileGiven = false;
@@ -76,6 +78,8 @@ public:
 
 private:
     // Reads a file named on the command line; an empty name or a failed read stops the run.
+    // Every marker of the map at 0 cM (PLINK files without genetic positions).
+    bool allPositionsZero() const;
     bool readGivenFile(const std::string& option, const std::string& fileName,
                        int (Pedigrees::*read)(const std::string&));
 

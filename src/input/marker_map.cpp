@@ -107,6 +107,20 @@ void MarkerMap::makeMarkerMap(int n) {
     std::cout << "...done." << std::endl;
 }
 
+bool MarkerMap::addMarker(const std::string& name, const std::string& chromosome, const std::string& position) {
+    Marker* marker = new Marker(name, chromosome, position);
+    const std::string index = IntToString(markerCount);
+    marker->setIndex(index);
+    marker->setPhysicalPosition("0");
+    if (!markerTree->insert(marker)) {
+        delete marker;
+        return false;
+    }
+    indexToName[index] = name;
+    ++markerCount;
+    return true;
+}
+
 std::string MarkerMap::getMarkerName(const std::string& index) { return indexToName[index]; }
 
 Marker* MarkerMap::getMarker(const std::string& index) { return getMarkerWithName(getMarkerName(index)); }

@@ -199,7 +199,7 @@ int Pedigrees::readPedigreeFile(const std::string& fileName) {
     // The converted file of a checked pre-MAKEPED file holds the person columns only; its
     // persons take their genotypes from the check.
     const bool genotypesChecked = converted && genotypeRowsByUserIds;
-    const int genotypeColumns = genotypesChecked ? 0 : markerCount;
+    const int genotypeColumns = genotypesChecked || personsOnly ? 0 : markerCount;
     const ColumnLayout layout = countColumns(buffer);
     if (affectionColumn && !layout.empty && layout.uniform && !genotypesChecked) {
         const std::string mismatch = liabilityLayoutMismatch(layout, fileName, postMakeped, liabilityColumn, markerCount);
@@ -366,7 +366,10 @@ int Pedigrees::readPedigreeFile(const std::string& fileName) {
     pedigreeFileRead = 1;
     std::cout << "(Total number of pedigrees " << pedigrees->getCount() << ")" << std::endl;
     std::cout << "(Total number of persons " << getPedigreePersonCount() << ")" << std::endl;
+    return personsOnly ? 1 : finishPedigreeRead(genotypesChecked);
+}
 
+int Pedigrees::finishPedigreeRead(bool genotypesChecked) {
     createMarkerInfo();
     if (writeFamilyErrors("family.err")) return 0;
     if (xlinked) {

@@ -18,32 +18,35 @@ int Pedigrees::readAndConvertPreToLinkage(const std::string& fileName) {
     pedigreeFileName = fileName;
 
     // Validation pass on the file as the user wrote it, sharing this collection's map.
-    int validated = 0;
-    std::unordered_map<std::string, int> rowsByUserIds;
-    {
-        Pedigrees check;
-        check.setAffectionColumn(affectionColumn);
-        check.setLiabilityColumn(liabilityColumn);
-        check.setXlinked(xlinked);
-        check.setVerbose(verbose);
-        check.setPostMakeped(false);
-        check.setMarkerMap(markerMap);
-        validated = check.readPedigreeFile(fileName);
-        mendelianErrorFound = check.isMendelianErrorFound();
-        check.setMarkerMap(nullptr);
-        if (validated) {
-            check.pedigrees->forEach([&](const Pedigree* pedigree) {
-                pedigree->getPersonTree()->forEach([&](const Person* person) {
-                    rowsByUserIds[userIdsKey(pedigree->getPedigreeId(), person->getPersonId())] =
-                        person->getGenotypeRow();
-                });
-            });
-            genotypeStore = std::move(check.genotypeStore);
-        }
-    }
-    // A map generated from the file's columns during validation now belongs to this collection.
+    Pedigrees check;
+    check.setAffectionColumn(affectionColumn);
+    check.setLiabilityColumn(liabilityColumn);
+    check.setXlinked(xlinked);
+    check.setVerbose(verbose);
+    check.setPostMakeped(false);
+    check.setMarkerMap(markerMap);
+    const int validated = check.readPedigreeFile(fileName);
+    // A map generated from the file's columns during validation belongs to this collection.
     markerCount = markerMap->getMarkerCount();
-    if (!validated) return 0;
+    if (!validated) {
+        check.setMarkerMap(nullptr);
+        mendelianErrorFound = check.isMendelianErrorFound();
+        return 0;
+    }
+    return convertCheckedPedigrees(check, fileName,
+                                   5 + (affectionColumn ? 1 : 0) + (affectionColumn && liabilityColumn ? 1 : 0));
+}
+
+int Pedigrees::convertCheckedPedigrees(Pedigrees& check, const std::string& fileName, int personColumns) {
+    mendelianErrorFound = check.isMendelianErrorFound();
+    check.setMarkerMap(nullptr);
+    std::unordered_map<std::string, int> rowsByUserIds;
+    check.pedigrees->forEach([&](const Pedigree* pedigree) {
+        pedigree->getPersonTree()->forEach([&](const Person* person) {
+            rowsByUserIds[userIdsKey(pedigree->getPedigreeId(), person->getPersonId())] = person->getGenotypeRow();
+        });
+    });
+    genotypeStore = std::move(check.genotypeStore);
     // MAKEPED and FASTLINK need consistent genotypes: the errors must be mended first.
     if (mendelianErrorFound) {
         std::cout << "Mendelian errors found in pedigree file " << fileName << ": the run stops; see mendel.err"
@@ -56,7 +59,6 @@ int Pedigrees::readAndConvertPreToLinkage(const std::string& fileName) {
     const std::string personsName = convertedName + ".persons";
     // A converted file left from an earlier run must not be read if this conversion fails.
     std::remove(convertedName.c_str());
-    const int personColumns = 5 + (affectionColumn ? 1 : 0) + (affectionColumn && liabilityColumn ? 1 : 0);
     if (!trim && !writeLeadingColumns(fileName, personsName, personColumns)) {
         std::cout << "...failed" << std::endl
                   << "Unable to write the person columns of " << fileName << " to " << personsName

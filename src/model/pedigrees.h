@@ -131,6 +131,10 @@ public:
     int readPedigreeFile(const std::string& fileName);
     int makeMapFile(const std::string& fileName);
     int readAndConvertPreToLinkage(const std::string& fileName);
+    // PLINK binary files PREFIX.bed, .bim, .fam: the map from the .bim file (map function
+    // "haldane" or "kosambi"), the persons from the .fam file, the genotypes from the .bed
+    // file; checked and converted like a pre-MAKEPED file. 1 on success.
+    int readPlinkBinaryFiles(const std::string& prefix, const std::string& mapFunction);
     int readPhenotypeFile(const std::string& fileName);
     int readOnlyMarkersFile(const std::string& fileName);
     int readModelFile(const std::string& fileName);
@@ -244,6 +248,15 @@ private:
     // every person of the check, by its user's pedigree and person identifiers (userIdsKey).
     const std::unordered_map<std::string, int>* genotypeRowsByUserIds = nullptr;
     static std::string userIdsKey(const std::string& pedigreeId, const std::string& personId);
+    // A file of person columns only (a PLINK .fam file): its persons get untyped store rows,
+    // filled by the caller, and the read stops before the catalogue and the checks.
+    bool personsOnly = false;
+    // The end of a pedigree read: the catalogue, the structure and the Mendelian check.
+    int finishPedigreeRead(bool genotypesChecked);
+    // The validated persons of a check converted by MAKEPED and read with their genotypes
+    // (pre-MAKEPED files and PLINK binary files); personColumns of each line of fileName go
+    // to the converter.
+    int convertCheckedPedigrees(Pedigrees& check, const std::string& fileName, int personColumns);
     // Copies the first columns of every line of a file with fields into a new file.
     static bool writeLeadingColumns(const std::string& fromName, const std::string& toName, int columns);
 
