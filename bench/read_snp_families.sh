@@ -79,7 +79,7 @@ data_set() {
     row() {
         awk -v n="$1" -v s="$2" -v k="$3" -v g="$genotypes" 'BEGIN {
             mb = k / 1024; per = (k * 1024 - 64 * 1048576) / g
-            printf "%-40s %8.2f %10.1f %12s\n", n, s, mb, per > 0 ? sprintf("%.2f", per) : "<0" }'
+            printf "%-40s %8.2f %10.1f %12s\n", n, s, mb, (per > 0 ? sprintf("%.2f", per) : "<0") }'
     }
     row "plink1.9 --file --mendel --freq" "$plink_text" "$plink_text_kb"
     row "plink1.9 --bfile --mendel --freq" "$plink_bed" "$plink_bed_kb"

@@ -154,6 +154,10 @@ int Varkel::parse(int argc, char** argv) {
         TCLAP::ValueArg<std::string> mapFunction("", "map-function", "Map function of --bfile's cM: haldane or kosambi",
                                                  false, "haldane", "haldane|kosambi");
         cmd.add(mapFunction);
+        TCLAP::SwitchArg setMeMissing("", "set-me-missing",
+                                      "Set Mendelian-inconsistent genotypes to unknown (listed in PREFIX_mendel_wiped.tsv)",
+                                      false);
+        cmd.add(setMeMissing);
         TCLAP::ValueArg<int> seed("", "seed", "Seed of the random generator (default: the clock)", false, 0, "int");
         cmd.add(seed);
         TCLAP::SwitchArg pdf("", "pdf", "Every plot also as PDF (through ghostscript)", false);
@@ -188,6 +192,7 @@ int Varkel::parse(int argc, char** argv) {
         if (s.mapFileGiven) s.mapFileName = map.getValue();
         if (bfile.isSet()) s.plinkPrefix = bfile.getValue();
         s.mapFunction = stringToLower(mapFunction.getValue());
+        s.setMeMissing = setMeMissing.getValue();
         if (s.phenotypeFileGiven) s.phenotypeFileName = phen.getValue();
         if (s.locusFileGiven) s.locusFileName = dat.getValue();
         if (s.modelFileGiven) s.modelFileName = model.getValue();
@@ -281,6 +286,7 @@ bool Varkel::readInputFiles() {
     pedigrees->setFrequencyType(s.frequencyType);
     pedigrees->setTrim(s.trim);
     pedigrees->setParallelJobs(s.parallelJobs);
+    pedigrees->setSetMeMissing(s.setMeMissing);
     if (s.modelFileGiven) pedigrees->setModelFileName(s.modelFileName);
     if (s.phenotypeFileGiven) pedigrees->setPhenotypeFileName(s.phenotypeFileName);
     if (s.locusFileGiven) pedigrees->setLocusFileName(s.locusFileName);

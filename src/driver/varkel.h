@@ -15,6 +15,7 @@ struct Settings {
     bool mapFileGiven = false;
     std::string plinkPrefix;  // PLINK binary files PREFIX.bed, .bim, .fam, when given
     std::string mapFunction = "haldane";
+    bool setMeMissing = false;  // Mendelian-inconsistent genotypes set to unknown
     bool phenotypeFileGiven = false;
     bool locusFileGiven = false;
     bool modelFileGiven = false;

@@ -379,6 +379,7 @@ int Pedigrees::finishPedigreeRead(bool genotypesChecked) {
         // them consistent (the conversion stops otherwise).
     } else if (writeMendelianErrors("mendel.err")) {
         std::cout << "Mendelian errors found! " << std::endl;
+        if (setMeMissing && !setMendelianErrorsMissing()) return 0;
     }
     std::cout << "...done." << std::endl;
     return 1;

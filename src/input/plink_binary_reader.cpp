@@ -112,6 +112,8 @@ int Pedigrees::readPlinkBinaryFiles(const std::string& prefix, const std::string
     check.setAffectionColumn(affectionColumn);
     check.setXlinked(xlinked);
     check.setVerbose(verbose);
+    check.setOutputPrefix(outputPrefix);
+    check.setSetMeMissing(setMeMissing);
     check.setPostMakeped(false);
     check.setMarkerMap(markerMap);
     check.personsOnly = true;

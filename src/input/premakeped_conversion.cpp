@@ -23,6 +23,8 @@ int Pedigrees::readAndConvertPreToLinkage(const std::string& fileName) {
     check.setLiabilityColumn(liabilityColumn);
     check.setXlinked(xlinked);
     check.setVerbose(verbose);
+    check.setOutputPrefix(outputPrefix);
+    check.setSetMeMissing(setMeMissing);
     check.setPostMakeped(false);
     check.setMarkerMap(markerMap);
     const int validated = check.readPedigreeFile(fileName);

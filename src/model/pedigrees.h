@@ -162,6 +162,18 @@ public:
     bool checkFamilies();
     bool writeMendelianErrors(const std::string& fileName);
     bool checkMendelianErrors();
+    // A genotype named by the Mendelian check: the child at odds with its parents, or every
+    // member of a nuclear family whose offender cannot be told.
+    struct MendelianWipe {
+        const Person* person;
+        int marker;
+        std::string reason;  // the check's error line
+    };
+    // With the clean-up option: sets the genotypes named by the last check to unknown, lists
+    // them in <prefix>_mendel_wiped.tsv, checks again and rebuilds the catalogue. False when
+    // the list cannot be written or errors remain.
+    bool setMendelianErrorsMissing();
+    void setSetMeMissing(bool v) { setMeMissing = v; }
 
     // ---- nuclear pedigrees and files for FASTLINK (pedigree/) ----
     RBTree<Pedigree>* createNuclearPedigrees();
@@ -270,6 +282,8 @@ private:
 
     // ---- Mendelian check state (pedigree/mendelian_check.cpp) ----
     std::ostringstream mendelianErrorReport;
+    std::vector<MendelianWipe> mendelianOffenders;
+    bool setMeMissing = false;
 
     // ---- nuclear decomposition state (pedigree/nuclear_pedigrees.cpp) ----
     int nuclearPedigreeNumber = 1;

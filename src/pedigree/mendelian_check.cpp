@@ -11,6 +11,7 @@
 
 #include "input/marker_map.h"
 #include "model/file.h"
+#include "model/tidy_table.h"
 #include "model/pedigrees.h"
 #include "driver/utilities.h"
 
@@ -84,8 +85,9 @@ std::vector<int> markersInKeyOrder(int markerCount) {
 
 class MendelianCheck {
 public:
-    MendelianCheck(std::ostringstream& report, bool& errorFound, MarkerMap* markerMap, const GenotypeStore& store)
-        : report(report), errorFound(errorFound), markerMap(markerMap), store(store),
+    MendelianCheck(std::ostringstream& report, bool& errorFound, MarkerMap* markerMap, const GenotypeStore& store,
+                   std::vector<Pedigrees::MendelianWipe>& offenders)
+        : report(report), errorFound(errorFound), markerMap(markerMap), store(store), offenders(offenders),
           markerOrder(markersInKeyOrder(store.getMarkerCount())) {
         // A genotype with one allele named "0" is half-typed; the reader never stores one.
         for (int m = 0; m < store.getMarkerCount(); ++m) zeroAllele.push_back(store.findCode(m, "0"));
@@ -261,12 +263,21 @@ private:
             for (const auto& [sibling, genotype] : typedSiblings)
                 report << "Child " << sibling->getPersonId() << ": " << genotypeText(genotype) << "\n";
         errorFound = true;
+        // A child at odds with its typed parents is the offender; a sibship that needs too
+        // many parental alleles cannot name one: then the whole nuclear family is.
+        if (!withSiblings) {
+            offenders.push_back({child, marker, message});
+            return;
+        }
+        for (const Person* member : {father, mother, child}) offenders.push_back({member, marker, message});
+        for (const Person* sibling : siblings) offenders.push_back({sibling, marker, message});
     }
 
     std::ostringstream& report;
     bool& errorFound;
     MarkerMap* markerMap;
     const GenotypeStore& store;
+    std::vector<Pedigrees::MendelianWipe>& offenders;
     const std::vector<int> markerOrder;
     std::vector<AlleleCode> zeroAllele;  // per marker the code of the allele name "0", if any
 
@@ -293,7 +304,8 @@ private:
 bool Pedigrees::checkMendelianErrors() {
     std::cout << "(Checking Mendelian consistency...";
     mendelianErrorFound = false;
-    MendelianCheck check(mendelianErrorReport, mendelianErrorFound, markerMap, genotypeStore);
+    mendelianOffenders.clear();
+    MendelianCheck check(mendelianErrorReport, mendelianErrorFound, markerMap, genotypeStore, mendelianOffenders);
     pedigrees->forEach([&](const Pedigree* pedigree) { check.pedigreeCheckMendelianErrors(pedigree); });
     std::cout << mendelianErrorReport.str() << "done)" << std::endl;
     return mendelianErrorFound;
@@ -309,4 +321,35 @@ bool Pedigrees::writeMendelianErrors(const std::string& fileName) {
     mendelianErrorReport.str("");
     mendelianErrorReport.clear();
     return mendelianErrorFound;
+}
+
+// The check's error line without its "Error: " and trailing blanks.
+static std::string reasonOf(const std::string& message) {
+    const std::string prefix = "Error: ";
+    std::string reason = message.compare(0, prefix.size(), prefix) == 0 ? message.substr(prefix.size()) : message;
+    reason.erase(reason.find_last_not_of(' ') + 1);
+    return reason;
+}
+
+bool Pedigrees::setMendelianErrorsMissing() {
+    const std::string fileName = outputPrefix + "_mendel_wiped.tsv";
+    TidyTable wiped({"pedigree", "person", "marker", "reason"});
+    int wipedGenotypes = 0;
+    // A genotype can be named by several errors: it is wiped and listed once.
+    for (const MendelianWipe& offender : mendelianOffenders) {
+        if (!offender.person->isTyped(offender.marker)) continue;
+        genotypeStore.set(offender.marker, offender.person->getGenotypeRow(), {});
+        ++wipedGenotypes;
+        wiped.addRow({offender.person->getPedigreeId(), offender.person->getPersonId(),
+                      markerMap->getMarkerName(IntToString(offender.marker)), reasonOf(offender.reason)});
+    }
+    std::cout << "(Mendelian errors: " << wipedGenotypes << " genotype(s) set to unknown (--set-me-missing), listed in "
+              << fileName << ")" << std::endl;
+    if (!wiped.write(fileName)) return false;
+    // Unknown genotypes take no part in the check: with the offenders wiped the data are consistent.
+    mendelianErrorReport.str("");
+    checkMendelianErrors();
+    mendelianErrorReport.str("");
+    createMarkerInfo();
+    return !mendelianErrorFound;
 }
