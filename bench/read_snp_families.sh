@@ -91,7 +91,7 @@ data_set() {
         printf "pre-makeped / PLINK text:   %6.2f (target <= 5)\n", pre / pt
         printf "post-makeped / PLINK text:  %6.2f (target <= 5)\n", post / pt
         printf "--bfile / PLINK --bfile:    %6.2f (target <= 10)\n", bed / pb
-        printf "pre-makeped / post-makeped: %6.2f (target <= 1, within the noise of a shared machine)\n", pre / post
+        printf "pre-makeped / post-makeped: %6.2f (target <= 1)\n", pre / post
     }'
     last_peak_kb=$(printf '%s\n' "$pre_kb" "$post_kb" "$bed_kb" | sort -n | tail -1)
 }
