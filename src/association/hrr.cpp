@@ -6,6 +6,7 @@
 
 #include <iomanip>
 #include <iostream>
+#include <limits>
 
 #include "association/analysis_targets.h"
 
@@ -118,13 +119,13 @@ namespace {
 
 // The non-transmitted alleles when the child's allele fromMother came from the mother and
 // fromFather from the father; false when that assignment explains neither parent pairing.
-bool untransmitted(const std::string& fromMother, const std::string& fromFather, const Marker* mother,
-                   const Marker* father, std::string& maternal, std::string& paternal) {
+bool untransmitted(const std::string& fromMother, const std::string& fromFather, const GenotypeNames& mother,
+                   const GenotypeNames& father, std::string& maternal, std::string& paternal) {
     for (int m = 0; m < 2; ++m)
         for (int f = 0; f < 2; ++f)
-            if (fromMother == mother->getAllele(m) && fromFather == father->getAllele(f)) {
-                maternal = mother->getAllele(1 - m);
-                paternal = father->getAllele(1 - f);
+            if (fromMother == mother.getAllele(m) && fromFather == father.getAllele(f)) {
+                maternal = mother.getAllele(1 - m);
+                paternal = father.getAllele(1 - f);
                 return true;
             }
     return false;
@@ -141,15 +142,15 @@ void Hrr::pedigreeCountCaseAndControlGenotypes(Pedigree* node, const std::string
     const Person* child = node->getPerson("3");
     const Phenotype* affection = child ? child->getPhenotype(phenotypeName) : nullptr;
     if (father && mother && affection && affection->getValue() == "2" && currentMarker) {
-        const std::string& key = currentMarker->getName();
-        const Marker* f = father->getMarker(key);
-        const Marker* m = mother->getMarker(key);
-        const Marker* c = child->getMarker(key);
-        if (f && m && c) {
-            const std::string& c0 = c->getAllele(0);
-            const std::string& c1 = c->getAllele(1);
-            const bool anyZero = f->getAllele(0) == "0" || f->getAllele(1) == "0" || m->getAllele(0) == "0" ||
-                                 m->getAllele(1) == "0" || c0 == "0" || c1 == "0";
+        const int column = markerColumnOfKey(currentMarker->getName(), std::numeric_limits<int>::max());
+        if (father->isTyped(column) && mother->isTyped(column) && child->isTyped(column)) {
+            const GenotypeNames f = father->getGenotypeNames(column);
+            const GenotypeNames m = mother->getGenotypeNames(column);
+            const GenotypeNames c = child->getGenotypeNames(column);
+            const std::string& c0 = c.getAllele(0);
+            const std::string& c1 = c.getAllele(1);
+            const bool anyZero = f.getAllele(0) == "0" || f.getAllele(1) == "0" || m.getAllele(0) == "0" ||
+                                 m.getAllele(1) == "0" || c0 == "0" || c1 == "0";
             if (!anyZero) {
                 currentMarker->addCaseCountForGenotype(currentMarker->genotypeName(c0, c1));
                 currentMarker->addCaseAlleleCount(c0);

@@ -9,7 +9,7 @@
 #include "model/pedigrees.h"
 #include "pedigree/marker_info.h"
 
-Person* copyDerivedMember(const Person* source, const std::string& markerKey, const std::string& personId,
+Person* copyDerivedMember(const Person* source, int marker, const std::string& personId,
                           const std::string& fatherId, const std::string& motherId,
                           const std::string& firstOffspring, const std::string& nextSibling,
                           const std::string& probandStatus) {
@@ -19,22 +19,16 @@ Person* copyDerivedMember(const Person* source, const std::string& markerKey, co
     person->setNPSID(nextSibling);
     person->setProbandStatus(probandStatus);
     person->addPhenotypes(copyPhenotypeTree(source->getPhenotypeTree(), personId));
-    auto* genotypes = new RBTree<Marker>(new Marker(), personId);
-    if (const Marker* genotype = source->getMarker(markerKey)) {
-        auto* copy = new Marker(genotype->key, genotype->getAllele(0), genotype->getAllele(1), true);
-        copy->setIndex(genotype->getIndex());
-        genotypes->insert(copy);
-    }
-    person->addMarkers(genotypes);
+    person->shareGenotypes(*source, marker);
     return person;
 }
 
 Pedigree* copyHrrFamily(const Person* child, const Person* mother, const Person* father,
-                        const std::string& markerKey) {
+                        int marker) {
     auto* family = new Pedigree(child->getPedigreeId());
-    family->addPerson(copyDerivedMember(child, markerKey, "3", "1", "2", "0", "0", "0"));
-    family->addPerson(copyDerivedMember(mother, markerKey, "2", "0", "0", "3", "0", "0"));
-    family->addPerson(copyDerivedMember(father, markerKey, "1", "0", "0", "3", "0", "1"));
+    family->addPerson(copyDerivedMember(child, marker, "3", "1", "2", "0", "0", "0"));
+    family->addPerson(copyDerivedMember(mother, marker, "2", "0", "0", "3", "0", "0"));
+    family->addPerson(copyDerivedMember(father, marker, "1", "0", "0", "3", "0", "1"));
     return family;
 }
 
@@ -46,9 +40,9 @@ namespace {
 // collection and its catalogue but add nothing to the association counts, which need
 // three typed members. An unaffected child never forms a trio.
 bool trioCandidate(const Pedigree* pedigree, const Person* person, const std::string& phenotypeName,
-                   const std::string& markerKey, Person*& mother, Person*& father) {
+                   int marker, Person*& mother, Person*& father) {
     const Phenotype* phenotype = person->getPhenotype(phenotypeName);
-    if (!person->getMarker(markerKey) || !phenotype || phenotype->getValue() != "2") return false;
+    if (!person->isTyped(marker) || !phenotype || phenotype->getValue() != "2") return false;
     if (person->getFatherId() == "0" || person->getMotherId() == "0") return false;
     father = pedigree->getPerson(person->getFatherId());
     mother = pedigree->getPerson(person->getMotherId());
@@ -57,33 +51,32 @@ bool trioCandidate(const Pedigree* pedigree, const Person* person, const std::st
 
 // Scans the persons in identifier order and stops at the first one that forms a trio.
 bool personCreateHrrPedigrees(RBTree<Pedigree>* trios, const Pedigree* pedigree, const Person* node,
-                              const std::string& phenotypeName, const std::string& markerKey) {
+                              const std::string& phenotypeName, int marker) {
     if (!node || node->isNil()) return false;
-    if (personCreateHrrPedigrees(trios, pedigree, node->left, phenotypeName, markerKey)) return true;
+    if (personCreateHrrPedigrees(trios, pedigree, node->left, phenotypeName, marker)) return true;
     Person* mother = nullptr;
     Person* father = nullptr;
-    if (trioCandidate(pedigree, node, phenotypeName, markerKey, mother, father)) {
+    if (trioCandidate(pedigree, node, phenotypeName, marker, mother, father)) {
         // Pedigree identifiers of the input are unique and each yields at most one trio.
-        Pedigree* trio = copyHrrFamily(node, mother, father, markerKey);
+        Pedigree* trio = copyHrrFamily(node, mother, father, marker);
         if (!trios->insert(trio)) delete trio;
         return true;
     }
-    return personCreateHrrPedigrees(trios, pedigree, node->right, phenotypeName, markerKey);
+    return personCreateHrrPedigrees(trios, pedigree, node->right, phenotypeName, marker);
 }
 
 // A typed founder with the phenotype adds itself and its two alleles to the affected or
 // unaffected singleton tallies of the marker's catalogue entry.
 void singletonPerson(MarkerInfo* entry, const Person* person, const std::string& phenotypeName,
-                     const std::string& markerKey) {
-    const Marker* genotype = person->getMarker(markerKey);
+                     int marker) {
     const Phenotype* phenotype = person->getPhenotype(phenotypeName);
-    if (!person->isFounder() || !genotype || !phenotype) return;
+    if (!person->isFounder() || !person->isTyped(marker) || !phenotype) return;
     const bool affected = phenotype->getValue() == "2";
     if (!affected && phenotype->getValue() != "1") return;
     if (affected) entry->addAffectedSingleton();
     else entry->addUnaffectedSingleton();
     for (int i = 0; i < 2; ++i) {
-        Allele* allele = entry->getAlleleWithName(genotype->getAllele(i));
+        Allele* allele = entry->getAlleleWithName(person->getAlleleName(marker, i));
         if (!allele) continue;
         if (affected) allele->addAffectedSingleton();
         else allele->addUnaffectedSingleton();
@@ -91,10 +84,10 @@ void singletonPerson(MarkerInfo* entry, const Person* person, const std::string&
 }
 
 void singletonPedigree(MarkerInfo* entry, const Pedigree* pedigree, const std::string& phenotypeName,
-                       const std::string& markerKey) {
+                       int marker) {
     if (!entry) return;
     pedigree->getPersonTree()->forEach(
-        [&](const Person* person) { singletonPerson(entry, person, phenotypeName, markerKey); });
+        [&](const Person* person) { singletonPerson(entry, person, phenotypeName, marker); });
 }
 
 }  // namespace
@@ -104,10 +97,11 @@ RBTree<Pedigree>* Pedigrees::createHrrPedigreesForMarker(const std::string& phen
     delete hrrPedigrees;
     hrrPedigrees = new RBTree<Pedigree>(new Pedigree(), "Master-HRR-Tree");
     MarkerInfo* entry = markerInfo ? markerInfo->find(markerKey) : nullptr;
-    pedigrees->forEach([&](const Pedigree* pedigree) {
+    const int marker = markerColumnOfKey(markerKey, genotypeStore.getMarkerCount());
+    if (marker >= 0) pedigrees->forEach([&](const Pedigree* pedigree) {
         trioFound = personCreateHrrPedigrees(hrrPedigrees, pedigree, pedigree->getPersonTree()->getRoot(),
-                                             phenotypeName, markerKey);
-        if (!trioFound) singletonPedigree(entry, pedigree, phenotypeName, markerKey);
+                                             phenotypeName, marker);
+        if (!trioFound) singletonPedigree(entry, pedigree, phenotypeName, marker);
         trioFound = false;
     });
     delete hrrMarkerInfo;

@@ -64,7 +64,7 @@ TdtAllele& TdtMarker::allele(const std::string& name) {
     return alleles.back();
 }
 
-void TdtMarker::countParent(const Marker& parent, const std::string& transmittedAllele) {
+void TdtMarker::countParent(const GenotypeNames& parent, const std::string& transmittedAllele) {
     const std::string& first = parent.getAllele(0);
     const std::string& second = parent.getAllele(1);
     if (first == second) return;
@@ -73,8 +73,8 @@ void TdtMarker::countParent(const Marker& parent, const std::string& transmitted
     ++allele(first == transmittedAllele ? second : first).untransmitted;
 }
 
-bool TdtMarker::addTrio(const Marker& child, const Marker& mother, const Marker& father) {
-    auto carries = [](const Marker& parent, const std::string& a) {
+bool TdtMarker::addTrio(const GenotypeNames& child, const GenotypeNames& mother, const GenotypeNames& father) {
+    auto carries = [](const GenotypeNames& parent, const std::string& a) {
         return parent.getAllele(0) == a || parent.getAllele(1) == a;
     };
     const std::string& c0 = child.getAllele(0);
@@ -146,17 +146,16 @@ std::string tdtMarkerTableLine(const std::string& markerName, const TdtMarker& m
 }
 
 void Tdt::countPedigree(const Pedigree* pedigree, const std::string& phenotypeName, TdtMarker& marker) const {
-    const std::string& key = marker.getKey();
+    const int column = markerColumnOfKey(marker.getKey(), std::numeric_limits<int>::max());
     pedigree->getPersonTree()->forEach([&](const Person* child) {
         const Phenotype* affection = child->getPhenotype(phenotypeName);
-        const Marker* genotype = child->getMarker(key);
-        if (!affection || affection->getValue() != "2" || !genotype) return;
+        if (!affection || affection->getValue() != "2" || !child->isTyped(column)) return;
         const Person* mother = pedigree->getPerson(child->getMotherId());
         const Person* father = pedigree->getPerson(child->getFatherId());
         if (child->isFounder() || !mother || !father) return;
-        const Marker* maternal = mother->getMarker(key);
-        const Marker* paternal = father->getMarker(key);
-        if (maternal && paternal) marker.addTrio(*genotype, *maternal, *paternal);
+        if (mother->isTyped(column) && father->isTyped(column))
+            marker.addTrio(child->getGenotypeNames(column), mother->getGenotypeNames(column),
+                           father->getGenotypeNames(column));
     });
 }
 

@@ -10,7 +10,7 @@
 
 class Pedigrees;
 class Pedigree;
-class Marker;
+class GenotypeNames;
 
 struct TdtAllele {
     std::string name;
@@ -34,7 +34,7 @@ public:
 
     // Counts the transmissions of one trio; false (nothing counted) when the child's genotype
     // cannot come from the parents' genotypes.
-    bool addTrio(const Marker& child, const Marker& mother, const Marker& father);
+    bool addTrio(const GenotypeNames& child, const GenotypeNames& mother, const GenotypeNames& father);
 
     const std::string& getKey() const { return key; }
     const std::vector<TdtAllele>& getAlleles() const { return alleles; }
@@ -53,7 +53,7 @@ public:
 
 private:
     TdtAllele& allele(const std::string& name);
-    void countParent(const Marker& parent, const std::string& transmittedAllele);
+    void countParent(const GenotypeNames& parent, const std::string& transmittedAllele);
 
     std::string key;
     std::vector<TdtAllele> alleles;

@@ -23,7 +23,7 @@ bool isAffected(const Person* person, const std::string& phenotypeName) {
     return phenotype && phenotype->getValue() == "2";
 }
 
-bool isHeterozygous(const Marker* genotype) { return genotype && genotype->getAllele(0) != genotype->getAllele(1); }
+bool isHeterozygous(GenotypeCodes genotype) { return genotype.isTyped() && genotype.first != genotype.second; }
 
 // The parents of a person when both are persons of its pedigree.
 bool parentsOf(const Pedigree* pedigree, const Person* person, const Person*& mother, const Person*& father) {
@@ -45,12 +45,12 @@ const Person* firstPerson(const Pedigree* pedigree, Test found) {
 // The sib pair as a four-person pedigree under the person's pedigree identifier: father
 // "1", mother "2", the person "3" and its sib "4".
 Pedigree* copySibFamily(const Person* sib, const Person* person, const Person* mother, const Person* father,
-                        const std::string& markerKey) {
+                        int marker) {
     auto* family = new Pedigree(person->getPedigreeId());
-    family->addPerson(copyDerivedMember(person, markerKey, "3", "1", "2", "0", "4", "0"));
-    family->addPerson(copyDerivedMember(sib, markerKey, "4", "1", "2", "0", "0", "0"));
-    family->addPerson(copyDerivedMember(mother, markerKey, "2", "0", "0", "3", "0", "0"));
-    family->addPerson(copyDerivedMember(father, markerKey, "1", "0", "0", "3", "0", "1"));
+    family->addPerson(copyDerivedMember(person, marker, "3", "1", "2", "0", "4", "0"));
+    family->addPerson(copyDerivedMember(sib, marker, "4", "1", "2", "0", "0", "0"));
+    family->addPerson(copyDerivedMember(mother, marker, "2", "0", "0", "3", "0", "0"));
+    family->addPerson(copyDerivedMember(father, marker, "1", "0", "0", "3", "0", "1"));
     return family;
 }
 
@@ -58,28 +58,28 @@ void insertOrDelete(RBTree<Pedigree>* tree, Pedigree* family) {
     if (!tree->insert(family)) delete family;
 }
 
-bool typedAndAffected(const Person* person, const std::string& phenotypeName, const std::string& markerKey) {
-    return person->getMarker(markerKey) && isAffected(person, phenotypeName);
+bool typedAndAffected(const Person* person, const std::string& phenotypeName, int marker) {
+    return person->isTyped(marker) && isAffected(person, phenotypeName);
 }
 
 // The TDT rule: a typed, affected child whose two parents are typed and heterozygous forms
 // a trio.
 bool personCreateTdtPedigreesSimple(RBTree<Pedigree>* trios, const Pedigree* pedigree, const Person* person,
-                                    const std::string& phenotypeName, const std::string& markerKey) {
+                                    const std::string& phenotypeName, int marker) {
     const Person* mother = nullptr;
     const Person* father = nullptr;
-    if (!typedAndAffected(person, phenotypeName, markerKey) || !parentsOf(pedigree, person, mother, father) ||
-        !isHeterozygous(mother->getMarker(markerKey)) || !isHeterozygous(father->getMarker(markerKey)))
+    if (!typedAndAffected(person, phenotypeName, marker) || !parentsOf(pedigree, person, mother, father) ||
+        !isHeterozygous(mother->getGenotype(marker)) || !isHeterozygous(father->getGenotype(marker)))
         return false;
-    insertOrDelete(trios, copyHrrFamily(person, mother, father, markerKey));
+    insertOrDelete(trios, copyHrrFamily(person, mother, father, marker));
     return true;
 }
 
 // At most one trio per pedigree: the first child in identifier order that forms one.
 void pedigreeCreateTdtPedigrees(RBTree<Pedigree>* trios, const Pedigree* pedigree, const std::string& phenotypeName,
-                                const std::string& markerKey) {
+                                int marker) {
     firstPerson(pedigree, [&](const Person* person) {
-        return personCreateTdtPedigreesSimple(trios, pedigree, person, phenotypeName, markerKey);
+        return personCreateTdtPedigreesSimple(trios, pedigree, person, phenotypeName, marker);
     });
 }
 
@@ -88,25 +88,25 @@ void pedigreeCreateTdtPedigrees(RBTree<Pedigree>* trios, const Pedigree* pedigre
 // does not matter; half-sibs never pair.
 bool personFindSiblingAndCreateSibPairPedigreesSimple(RBTree<Pedigree>* pairs, const Pedigree* pedigree,
                                                       const Person* person, const std::string& phenotypeName,
-                                                      const std::string& markerKey) {
+                                                      int marker) {
     const Person* mother = nullptr;
     const Person* father = nullptr;
-    if (!typedAndAffected(person, phenotypeName, markerKey) || !parentsOf(pedigree, person, mother, father))
+    if (!typedAndAffected(person, phenotypeName, marker) || !parentsOf(pedigree, person, mother, father))
         return false;
     const Person* sib = firstPerson(pedigree, [&](const Person* other) {
         return other->getPersonId() != person->getPersonId() && other->getFatherId() == person->getFatherId() &&
-               other->getMotherId() == person->getMotherId() && typedAndAffected(other, phenotypeName, markerKey);
+               other->getMotherId() == person->getMotherId() && typedAndAffected(other, phenotypeName, marker);
     });
     if (!sib) return false;
-    insertOrDelete(pairs, copySibFamily(sib, person, mother, father, markerKey));
+    insertOrDelete(pairs, copySibFamily(sib, person, mother, father, marker));
     return true;
 }
 
 // At most one sib pair per pedigree: that of the first person in identifier order with one.
 void pedigreeCreateSibPairPedigrees(RBTree<Pedigree>* pairs, const Pedigree* pedigree,
-                                    const std::string& phenotypeName, const std::string& markerKey) {
+                                    const std::string& phenotypeName, int marker) {
     firstPerson(pedigree, [&](const Person* person) {
-        return personFindSiblingAndCreateSibPairPedigreesSimple(pairs, pedigree, person, phenotypeName, markerKey);
+        return personFindSiblingAndCreateSibPairPedigreesSimple(pairs, pedigree, person, phenotypeName, marker);
     });
 }
 
@@ -116,8 +116,9 @@ RBTree<Pedigree>* Pedigrees::createTdtPedigreesForMarker(const std::string& phen
                                                          const std::string& markerKey) {
     delete tdtPedigrees;
     tdtPedigrees = new RBTree<Pedigree>(new Pedigree(), "Master-TDT-TRee");
-    pedigrees->forEach([&](const Pedigree* pedigree) {
-        pedigreeCreateTdtPedigrees(tdtPedigrees, pedigree, phenotypeName, markerKey);
+    const int marker = markerColumnOfKey(markerKey, genotypeStore.getMarkerCount());
+    if (marker >= 0) pedigrees->forEach([&](const Pedigree* pedigree) {
+        pedigreeCreateTdtPedigrees(tdtPedigrees, pedigree, phenotypeName, marker);
     });
     delete tdtMarkerInfo;
     tdtMarkerInfo = buildMarkerInfo(tdtPedigrees, "tdtmarkersinfo");
@@ -128,8 +129,9 @@ RBTree<Pedigree>* Pedigrees::createSibPairPedigreesForMarker(const std::string& 
                                                              const std::string& markerKey) {
     delete sibPairPedigrees;
     sibPairPedigrees = new RBTree<Pedigree>(new Pedigree(), "Master-Sibpair-TRee");
-    pedigrees->forEach([&](const Pedigree* pedigree) {
-        pedigreeCreateSibPairPedigrees(sibPairPedigrees, pedigree, phenotypeName, markerKey);
+    const int marker = markerColumnOfKey(markerKey, genotypeStore.getMarkerCount());
+    if (marker >= 0) pedigrees->forEach([&](const Pedigree* pedigree) {
+        pedigreeCreateSibPairPedigrees(sibPairPedigrees, pedigree, phenotypeName, marker);
     });
     delete sibPairMarkerInfo;
     sibPairMarkerInfo = buildMarkerInfo(sibPairPedigrees, "sibpairmarkersinfo");

@@ -18,6 +18,7 @@
 #include "driver/utilities.h"
 #include "engine/fastlink_runner.h"
 #include "engine/run_directory.h"
+#include "input/marker_map.h"
 #include "linkage/linkmap.h"
 #include "linkage/mlink.h"
 #include "linkage/scan_panels.h"
@@ -172,6 +173,16 @@ int Varkel::parse(int argc, char** argv) {
         cmd.add(dat);
         TCLAP::ValueArg<std::string> ped("p", "ped", "Pedigree file", false, "varkel.ped", "file");
         cmd.add(ped);
+        TCLAP::ValueArg<std::string> bfile("", "bfile", "PLINK binary files PREFIX.bed, .bim, .fam (instead of --ped and --map)",
+                                           false, "", "PREFIX");
+        cmd.add(bfile);
+        TCLAP::ValueArg<std::string> mapFunction("", "map-function", "Map function of --bfile's cM: haldane or kosambi",
+                                                 false, "haldane", "haldane|kosambi");
+        cmd.add(mapFunction);
+        TCLAP::SwitchArg setMeMissing("", "set-me-missing",
+                                      "Set Mendelian-inconsistent genotypes to unknown (listed in PREFIX_mendel_wiped.tsv)",
+                                      false);
+        cmd.add(setMeMissing);
         TCLAP::ValueArg<int> seed("", "seed", "Seed of the random generator (default: the clock)", false, 0, "int");
         cmd.add(seed);
         TCLAP::SwitchArg pdf("", "pdf", "Every plot also as PDF (through ghostscript)", false);
@@ -214,6 +225,9 @@ int Varkel::parse(int argc, char** argv) {
         s.modelFileGiven = model.isSet();
         if (s.pedigreeFileGiven) s.pedigreeFileName = ped.getValue();
         if (s.mapFileGiven) s.mapFileName = map.getValue();
+        if (bfile.isSet()) s.plinkPrefix = bfile.getValue();
+        s.mapFunction = stringToLower(mapFunction.getValue());
+        s.setMeMissing = setMeMissing.getValue();
         if (s.phenotypeFileGiven) s.phenotypeFileName = phen.getValue();
         if (s.locusFileGiven) s.locusFileName = dat.getValue();
         if (s.modelFileGiven) s.modelFileName = model.getValue();
@@ -282,11 +296,20 @@ int Varkel::parse(int argc, char** argv) {
 
 bool Varkel::readInputFiles() {
     const Settings& s = settings;
-    if (!s.pedigreeFileGiven) {
+    const bool plink = !s.plinkPrefix.empty();
+    if (plink && (s.pedigreeFileGiven || s.mapFileGiven || s.postMakeped)) {
+        std::cout << "Error: --bfile takes the place of --ped, --map and --post" << std::endl;
+        return false;
+    }
+    if (s.mapFunction != "haldane" && s.mapFunction != "kosambi") {
+        std::cout << "Error: Unknown map function " << s.mapFunction << " (use haldane or kosambi)" << std::endl;
+        return false;
+    }
+    if (!s.pedigreeFileGiven && !plink) {
         std::cout << "Error: Pedigree file is not set" << std::endl;
         return false;
     }
-    if (!s.mapFileGiven) {
+    if (!s.mapFileGiven && !plink) {
         std::cout << "Error: Map file is not set" << std::endl;
         return false;
     }
@@ -327,14 +350,23 @@ bool Varkel::readInputFiles() {
     pedigrees->setTrim(s.trim);
     pedigrees->setParallelJobs(s.parallelJobs);
     pedigrees->setEngineSettings(s.engine);
+    pedigrees->setSetMeMissing(s.setMeMissing);
     if (s.modelFileGiven) pedigrees->setModelFileName(s.modelFileName);
     if (s.phenotypeFileGiven) pedigrees->setPhenotypeFileName(s.phenotypeFileName);
     if (s.locusFileGiven) pedigrees->setLocusFileName(s.locusFileName);
 
-    if (s.mapFileName.empty()) return false;
-    if (!pedigrees->readMapFile(s.mapFileName)) return false;
-
-    if (s.postMakeped) {
+    if (plink) {
+        const int read = pedigrees->readPlinkBinaryFiles(s.plinkPrefix, s.mapFunction);
+        std::remove((s.plinkPrefix + ".fam.linkage").c_str());
+        if (!read) return false;
+        if (s.multipointAnalysis && allPositionsZero()) {
+            std::cout << "Error: Every marker of " << s.plinkPrefix << ".bim is at 0 cM: multipoint linkage needs "
+                      << "genetic positions (the third column of the .bim file)" << std::endl;
+            return false;
+        }
+    } else if (s.mapFileName.empty() || !pedigrees->readMapFile(s.mapFileName)) {
+        return false;
+    } else if (s.postMakeped) {
         if (!pedigrees->readPedigreeFile(s.pedigreeFileName)) return false;
     } else {
         const int converted = pedigrees->readAndConvertPreToLinkage(s.pedigreeFileName);
@@ -365,6 +397,12 @@ bool Varkel::readInputFiles() {
 
     std::cout << "Done reading input files." << std::endl;
     return true;
+}
+
+bool Varkel::allPositionsZero() const {
+    bool zero = true;
+    pedigrees->getMarkerMap()->getMarkerTree()->forEach([&](const Marker* m) { zero = zero && m->getPosition() == 0.0; });
+    return zero;
 }
 
 bool Varkel::readGivenFile(const std::string& option, const std::string& fileName,

@@ -15,6 +15,9 @@ class Linkmap;
 struct Settings {
     bool pedigreeFileGiven = false;
     bool mapFileGiven = false;
+    std::string plinkPrefix;  // PLINK binary files PREFIX.bed, .bim, .fam, when given
+    std::string mapFunction = "haldane";
+    bool setMeMissing = false;  // Mendelian-inconsistent genotypes set to unknown
     bool phenotypeFileGiven = false;
     bool locusFileGiven = false;
     bool modelFileGiven = false;
@@ -80,6 +83,8 @@ public:
 
 private:
     // Reads a file named on the command line; an empty name or a failed read stops the run.
+    // Every marker of the map at 0 cM (PLINK files without genetic positions).
+    bool allPositionsZero() const;
     bool readGivenFile(const std::string& option, const std::string& fileName,
                        int (Pedigrees::*read)(const std::string&));
 

@@ -76,7 +76,7 @@ int MarkerMap::readMapFile(const std::string& fileName) {
         fields.skipRestOfLine();
 
         if (count < 5) std::cout << " " << name;
-        Marker* marker = new Marker(name, chromosome, position, false);
+        Marker* marker = new Marker(name, chromosome, position);
         const std::string index = IntToString(count);
         marker->setIndex(index);
         marker->setPhysicalPosition("0");
@@ -116,7 +116,7 @@ void MarkerMap::makeMarkerMap(int n) {
     int count = 0;
     for (int k = 0; k < n; ++k) {
         const std::string name = "MARKER" + IntToString(k + 1);
-        Marker* marker = new Marker(name, "1", IntToString(k) + "1", false);
+        Marker* marker = new Marker(name, "1", IntToString(k) + "1");
         const std::string index = IntToString(k);
         marker->setIndex(index);
         if (!markerTree->insert(marker)) {
@@ -130,6 +130,20 @@ void MarkerMap::makeMarkerMap(int n) {
     markerCount = count;
     std::cout << "(Number of markers : " << count << ")" << std::endl;
     std::cout << "...done." << std::endl;
+}
+
+bool MarkerMap::addMarker(const std::string& name, const std::string& chromosome, const std::string& position) {
+    Marker* marker = new Marker(name, chromosome, position);
+    const std::string index = IntToString(markerCount);
+    marker->setIndex(index);
+    marker->setPhysicalPosition("0");
+    if (!markerTree->insert(marker)) {
+        delete marker;
+        return false;
+    }
+    indexToName[index] = name;
+    ++markerCount;
+    return true;
 }
 
 std::string MarkerMap::getMarkerName(const std::string& index) { return indexToName[index]; }

@@ -21,6 +21,10 @@ public:
 
     int readMapFile(const std::string& fileName);
     void makeMarkerMap(int n);
+    // A marker of a map built by a reader of another format, after those before it; false
+    // when the name is taken.
+    bool addMarker(const std::string& name, const std::string& chromosome, const std::string& position);
+    void setMapFunction(const std::string& function) { mapFunction = function; }
     int getMarkerCount() const { return markerCount; }
     std::string getMarkerName(const std::string& index);
     Marker* getMarker(const std::string& index);

@@ -8,7 +8,12 @@
 
 #include "model/pedigrees.h"
 
-#include <fstream>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
 #include <iostream>
 #include <string>
 #include <string_view>
@@ -17,21 +22,34 @@
 #include "driver/utilities.h"
 #include "input/field_reader.h"
 #include "input/marker_map.h"
+#include "model/file.h"
 
 namespace {
 
+// The whole file in one buffer, read in one piece when its size is known (a pedigree file of
+// SNP data is tens of MB).
 bool loadWholeFile(const std::string& name, std::string& buffer) {
-    std::ifstream in(name, std::ios::binary);
-    if (!in.is_open()) return false;
-    in.seekg(0, std::ios::end);
-    const std::streamoff size = in.tellg();
-    in.seekg(0, std::ios::beg);
-    buffer.clear();
-    if (size > 0) buffer.reserve(static_cast<size_t>(size));
-    char chunk[1 << 16];
-    while (in.read(chunk, sizeof chunk) || in.gcount() > 0) buffer.append(chunk, static_cast<size_t>(in.gcount()));
+    const int descriptor = ::open(name.c_str(), O_RDONLY);
+    if (descriptor < 0) return false;
+    struct stat status {};
+    const bool sized = ::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
+    buffer.assign(sized ? static_cast<size_t>(status.st_size) + 1 : size_t{1} << 16, '\0');
+    size_t filled = 0;
+    bool complete = true;
+    for (;;) {
+        if (filled == buffer.size()) buffer.resize(2 * buffer.size());
+        const ssize_t got = ::read(descriptor, &buffer[filled], buffer.size() - filled);
+        if (got < 0 && errno == EINTR) continue;
+        if (got <= 0) {
+            complete = got == 0;
+            break;
+        }
+        filled += static_cast<size_t>(got);
+    }
+    ::close(descriptor);
+    buffer.resize(filled);
     stripByteOrderMark(buffer);
-    return !in.bad();
+    return complete;
 }
 
 bool isColumnSeparator(char c) { return c == ' ' || c == '\t' || c == '\r'; }
@@ -178,8 +196,12 @@ int Pedigrees::readPedigreeFile(const std::string& fileName) {
         return 0;
     }
 
+    // The converted file of a checked pre-MAKEPED file holds the person columns only; its
+    // persons take their genotypes from the check.
+    const bool genotypesChecked = converted && genotypeRowsByUserIds;
+    const int genotypeColumns = genotypesChecked || personsOnly ? 0 : markerCount;
     const ColumnLayout layout = countColumns(buffer);
-    if (affectionColumn && !layout.empty && layout.uniform) {
+    if (affectionColumn && !layout.empty && layout.uniform && !genotypesChecked) {
         const std::string mismatch = liabilityLayoutMismatch(layout, fileName, postMakeped, liabilityColumn, markerCount);
         if (!mismatch.empty()) {
             failed() << mismatch << std::endl;
@@ -210,8 +232,8 @@ int Pedigrees::readPedigreeFile(const std::string& fileName) {
         }
         int markers = markersFromColumns(columns, postMakeped);
         if (!affectionColumn) ++markers;
-        if (markers != markerCount) {
-            failed() << "Pedigree file contains " << markers << " marker(s) and mapfile claims " << markerCount
+        if (markers != genotypeColumns) {
+            failed() << "Pedigree file contains " << markers << " marker(s) and mapfile claims " << genotypeColumns
                      << std::endl;
             return 0;
         }
@@ -222,10 +244,12 @@ int Pedigrees::readPedigreeFile(const std::string& fileName) {
         if (liabilityColumn) phenotypeNames.push_back(kLiabilityClassName);
     }
 
-    // Genotype keys are the map indexes as decimal text; made once, copied per genotype.
-    std::vector<std::string> indexText;
-    indexText.reserve(static_cast<size_t>(markerCount));
-    for (int i = 0; i < markerCount; ++i) indexText.push_back(IntToString(i));
+    // One store row per line: room for all of them at once, so the store never moves.
+    if (!genotypesChecked) {
+        if (genotypeStore.getRowCount() == 0) genotypeStore.reset(markerCount);
+        genotypeStore.reserveRows(genotypeStore.getRowCount() +
+                                  static_cast<int>(std::count(buffer.begin(), buffer.end(), '\n')) + 1);
+    }
 
     FieldStream fields(buffer);
     int line = 0;
@@ -254,6 +278,7 @@ int Pedigrees::readPedigreeFile(const std::string& fileName) {
             person->setProbandStatus(std::string(fixed[8]));
         }
 
+        if (!genotypesChecked) addGenotypeRow(person);
         if (affectionColumn) {
             const std::string_view affection = fields.next();
             if (!isUnknownAffection(affection))
@@ -270,7 +295,7 @@ int Pedigrees::readPedigreeFile(const std::string& fileName) {
             }
         }
 
-        for (int i = 0; i < markerCount; ++i) {
+        for (int i = 0; i < genotypeColumns; ++i) {
             const std::string_view a = fields.next();
             const std::string_view b = fields.next();
             if ((a == "0") != (b == "0")) {
@@ -281,11 +306,10 @@ int Pedigrees::readPedigreeFile(const std::string& fileName) {
                 return 0;
             }
             if (isMissingAllele(a) || isMissingAllele(b)) continue;
-            Marker* genotype = new Marker(indexText[static_cast<size_t>(i)], a, b);
-            if (!person->addMarker(genotype)) {
-                failed() << "Duplicate marker at line: " << line << " markerid: " << i << " allele1: " << a
-                         << " allele2: " << b << std::endl;
-                delete genotype;
+            if (!setGenotype(person, i, a, b)) {
+                failed() << "Marker " << markerMap->getMarkerName(IntToString(i)) << " has more than "
+                         << GenotypeStore::kMaxAlleleNames << " allele names at line " << line << " (allele " << a
+                         << "/" << b << ")" << std::endl;
                 delete person;
                 return 0;
             }
@@ -301,6 +325,18 @@ int Pedigrees::readPedigreeFile(const std::string& fileName) {
             else fields.next();
         }
         fields.skipLine(10000);
+        if (genotypesChecked) {
+            const auto row =
+                genotypeRowsByUserIds->find(userIdsKey(originalPedigreeId, person->getOriginalPersonId()));
+            if (row == genotypeRowsByUserIds->end()) {
+                failed() << "Line " << line << " of the converted pedigree file " << fileName << " names pedigree \""
+                         << originalPedigreeId << "\" person \"" << person->getOriginalPersonId()
+                         << "\", which is not in " << pedigreeFileName << std::endl;
+                delete person;
+                return 0;
+            }
+            person->setGenotypes(&genotypeStore, row->second);
+        }
 
         if (!previousPedigree || pedigreeId != previousPedigreeId) {
             Pedigree* pedigree = pedigrees->find(pedigreeId);
@@ -331,16 +367,55 @@ int Pedigrees::readPedigreeFile(const std::string& fileName) {
     pedigreeFileRead = 1;
     std::cout << "(Total number of pedigrees " << pedigrees->getCount() << ")" << std::endl;
     std::cout << "(Total number of persons " << getPedigreePersonCount() << ")" << std::endl;
+    return personsOnly ? 1 : finishPedigreeRead(genotypesChecked);
+}
 
+int Pedigrees::finishPedigreeRead(bool genotypesChecked) {
     createMarkerInfo();
     if (writeFamilyErrors("family.err")) return 0;
     if (xlinked) {
         std::cout << "(Mendelian error check disabled for X-linked data)" << std::endl;
+    } else if (genotypesChecked) {
+        // The check of the user's file saw the same genotypes in the same families, and found
+        // them consistent (the conversion stops otherwise).
     } else if (writeMendelianErrors("mendel.err")) {
         std::cout << "Mendelian errors found! " << std::endl;
+        if (setMeMissing && !setMendelianErrorsMissing()) return 0;
     }
     std::cout << "...done." << std::endl;
     return 1;
+}
+
+std::string Pedigrees::userIdsKey(const std::string& pedigreeId, const std::string& personId) {
+    return pedigreeId + '\0' + personId;
+}
+
+bool Pedigrees::writeLeadingColumns(const std::string& fromName, const std::string& toName, int columns) {
+    std::string text;
+    if (!loadWholeFile(fromName, text)) return false;
+    std::string leading;
+    leading.reserve(text.size() / 8);
+    const char* p = text.data();
+    const char* const end = p + text.size();
+    while (p < end) {
+        const char* const lineEnd = std::find(p, end, '\n');
+        int fields = 0;
+        while (p < lineEnd && fields < columns) {
+            if (isColumnSeparator(*p)) {
+                ++p;
+                continue;
+            }
+            const char* start = p;
+            while (p < lineEnd && !isColumnSeparator(*p)) ++p;
+            leading.append(fields++ ? " " : "").append(start, static_cast<size_t>(p - start));
+        }
+        if (fields > 0) leading += '\n';
+        p = lineEnd < end ? lineEnd + 1 : end;
+    }
+    File out;
+    if (!out.openForWriting(toName)) return false;
+    out.text << leading;
+    return out.writeTextAndClose();
 }
 
 int Pedigrees::makeMapFile(const std::string& fileName) {

@@ -1,12 +1,15 @@
-// A pedigree file without the MAKEPED pointer columns is checked as it stands, converted by
-// the MAKEPED converter into "<file>.linkage" and read from there; the converted file keeps
-// the user's identifiers in its "Ped:"/"Per:" columns.
+// A pedigree file without the MAKEPED pointer columns is checked as it stands, its person
+// columns are converted by the MAKEPED converter into "<file>.linkage", and that file is read
+// with the genotypes of the check: MAKEPED's pointers depend on the persons alone, and the
+// converted file keeps the user's identifiers in its "Ped:"/"Per:" columns, by which each
+// converted person finds its genotypes. The genotype columns are read once.
 
 #include "model/pedigrees.h"
 
 #include <cstdio>
 #include <iostream>
 #include <string>
+#include <unordered_map>
 
 #include "driver/utilities.h"
 #include "input/marker_map.h"
@@ -15,22 +18,37 @@ int Pedigrees::readAndConvertPreToLinkage(const std::string& fileName) {
     pedigreeFileName = fileName;
 
     // Validation pass on the file as the user wrote it, sharing this collection's map.
-    int validated = 0;
-    {
-        Pedigrees check;
-        check.setAffectionColumn(affectionColumn);
-        check.setLiabilityColumn(liabilityColumn);
-        check.setXlinked(xlinked);
-        check.setVerbose(verbose);
-        check.setPostMakeped(false);
-        check.setMarkerMap(markerMap);
-        validated = check.readPedigreeFile(fileName);
-        mendelianErrorFound = check.isMendelianErrorFound();
-        check.setMarkerMap(nullptr);
-    }
-    // A map generated from the file's columns during validation now belongs to this collection.
+    Pedigrees check;
+    check.setAffectionColumn(affectionColumn);
+    check.setLiabilityColumn(liabilityColumn);
+    check.setXlinked(xlinked);
+    check.setVerbose(verbose);
+    check.setOutputPrefix(outputPrefix);
+    check.setSetMeMissing(setMeMissing);
+    check.setPostMakeped(false);
+    check.setMarkerMap(markerMap);
+    const int validated = check.readPedigreeFile(fileName);
+    // A map generated from the file's columns during validation belongs to this collection.
     markerCount = markerMap->getMarkerCount();
-    if (!validated) return 0;
+    if (!validated) {
+        check.setMarkerMap(nullptr);
+        mendelianErrorFound = check.isMendelianErrorFound();
+        return 0;
+    }
+    return convertCheckedPedigrees(check, fileName,
+                                   5 + (affectionColumn ? 1 : 0) + (affectionColumn && liabilityColumn ? 1 : 0));
+}
+
+int Pedigrees::convertCheckedPedigrees(Pedigrees& check, const std::string& fileName, int personColumns) {
+    mendelianErrorFound = check.isMendelianErrorFound();
+    check.setMarkerMap(nullptr);
+    std::unordered_map<std::string, int> rowsByUserIds;
+    check.pedigrees->forEach([&](const Pedigree* pedigree) {
+        pedigree->getPersonTree()->forEach([&](const Person* person) {
+            rowsByUserIds[userIdsKey(pedigree->getPedigreeId(), person->getPersonId())] = person->getGenotypeRow();
+        });
+    });
+    genotypeStore = std::move(check.genotypeStore);
     // MAKEPED and FASTLINK need consistent genotypes: the errors must be mended first.
     if (mendelianErrorFound) {
         std::cout << "Mendelian errors found in pedigree file " << fileName << ": the run stops; see mendel.err"
@@ -39,13 +57,25 @@ int Pedigrees::readAndConvertPreToLinkage(const std::string& fileName) {
     }
 
     std::cout << "(Converting pedigree file " << fileName << " to linkage format)" << std::endl;
-    const std::string converterInput = trim ? fileName + ".trimmed" : fileName;
     const std::string convertedName = fileName + ".linkage";
+    const std::string personsName = convertedName + ".persons";
     // A converted file left from an earlier run must not be read if this conversion fails.
     std::remove(convertedName.c_str());
-    execute_external_command({"makepedpseudo", converterInput, convertedName, "n"}, verbose);
+    if (!trim && !writeLeadingColumns(fileName, personsName, personColumns)) {
+        std::cout << "...failed" << std::endl
+                  << "Unable to write the person columns of " << fileName << " to " << personsName
+                  << " for the conversion" << std::endl;
+        std::remove(personsName.c_str());
+        return 0;
+    }
+    execute_external_command({"makepedpseudo", trim ? fileName + ".trimmed" : personsName, convertedName, "n"},
+                             verbose);
+    std::remove(personsName.c_str());
 
     postMakeped = true;
     converted = true;
-    return readPedigreeFile(convertedName);
+    genotypeRowsByUserIds = &rowsByUserIds;
+    const int read = readPedigreeFile(convertedName);
+    genotypeRowsByUserIds = nullptr;
+    return read;
 }

@@ -17,11 +17,14 @@
 #include <set>
 #include <sstream>
 #include <string>
+#include <string_view>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 #include "model/rbtree.h"
 #include "engine/batch_planner.h"
 #include "engine/engine_choice.h"
+#include "model/genotype_store.h"
 #include "model/records.h"
 #include "pedigree/fastlink_files.h"
 #include "likelihood/pedigree_input.h"
@@ -123,11 +126,24 @@ public:
     // Number of persons in every pedigree of a tree (null tree: 0).
     static int countPersons(const RBTree<Pedigree>* tree);
 
+    // ---- genotypes of the persons read (model/pedigrees.cpp) ----
+    const GenotypeStore& getGenotypeStore() const { return genotypeStore; }
+    // Gives a person a new row of the genotype store, untyped at every marker (the store
+    // takes the marker count of the map with its first row).
+    void addGenotypeRow(Person* person);
+    // Sets a person's genotype at a marker from the two allele names; false for a marker
+    // outside the store or one that already holds the most allele names it can tell apart.
+    bool setGenotype(const Person* person, int marker, std::string_view first, std::string_view second);
+
     // ---- input readers (input/) ----
     int readMapFile(const std::string& fileName);
     int readPedigreeFile(const std::string& fileName);
     int makeMapFile(const std::string& fileName);
     int readAndConvertPreToLinkage(const std::string& fileName);
+    // PLINK binary files PREFIX.bed, .bim, .fam: the map from the .bim file (map function
+    // "haldane" or "kosambi"), the persons from the .fam file, the genotypes from the .bed
+    // file; checked and converted like a pre-MAKEPED file. 1 on success.
+    int readPlinkBinaryFiles(const std::string& prefix, const std::string& mapFunction);
     int readPhenotypeFile(const std::string& fileName);
     int readOnlyMarkersFile(const std::string& fileName);
     int readModelFile(const std::string& fileName);
@@ -145,7 +161,9 @@ public:
     void countMarkersGenotypes(const std::string& markerIndex);
     double getHeterozygosity(const std::string& markerIndex) const;
     double getPolymorphismInformationContent(const std::string& markerIndex) const;
-    std::string getNewAlleleName(int position, const Marker* marker) const;
+    // The catalogue's new name of an allele of a marker: "nulli" without the marker's entry,
+    // "-1" for a name the entry lacks.
+    std::string getNewAlleleName(const std::string& markerIndex, const std::string& alleleName) const;
     void collapseAlleles();
 
     // ---- checks (pedigree/) ----
@@ -153,6 +171,18 @@ public:
     bool checkFamilies();
     bool writeMendelianErrors(const std::string& fileName);
     bool checkMendelianErrors();
+    // A genotype named by the Mendelian check: the child at odds with its parents, or every
+    // member of a nuclear family whose offender cannot be told.
+    struct MendelianWipe {
+        const Person* person;
+        int marker;
+        std::string reason;  // the check's error line
+    };
+    // With the clean-up option: sets the genotypes named by the last check to unknown, lists
+    // them in <prefix>_mendel_wiped.tsv, checks again and rebuilds the catalogue. False when
+    // the list cannot be written or errors remain.
+    bool setMendelianErrorsMissing();
+    void setSetMeMissing(bool v) { setMeMissing = v; }
 
     // ---- nuclear pedigrees and files for FASTLINK (pedigree/) ----
     RBTree<Pedigree>* createNuclearPedigrees();
@@ -204,6 +234,7 @@ public:
 
 private:
     // owned objects
+    GenotypeStore genotypeStore;
     MarkerMap* markerMap = nullptr;
     RBTree<Pedigree>* pedigrees = nullptr;
     LinkageLocusFile* linkageLocusFile = nullptr;
@@ -246,6 +277,23 @@ private:
     int parallelJobs = 1;
     EngineSettings engineSettings;
 
+    // ---- pedigree file reading (input/pedigree_reader.cpp, input/premakeped_conversion.cpp) ----
+    // While the converted file of a checked pre-MAKEPED file is read: the genotype store row of
+    // every person of the check, by its user's pedigree and person identifiers (userIdsKey).
+    const std::unordered_map<std::string, int>* genotypeRowsByUserIds = nullptr;
+    static std::string userIdsKey(const std::string& pedigreeId, const std::string& personId);
+    // A file of person columns only (a PLINK .fam file): its persons get untyped store rows,
+    // filled by the caller, and the read stops before the catalogue and the checks.
+    bool personsOnly = false;
+    // The end of a pedigree read: the catalogue, the structure and the Mendelian check.
+    int finishPedigreeRead(bool genotypesChecked);
+    // The validated persons of a check converted by MAKEPED and read with their genotypes
+    // (pre-MAKEPED files and PLINK binary files); personColumns of each line of fileName go
+    // to the converter.
+    int convertCheckedPedigrees(Pedigrees& check, const std::string& fileName, int personColumns);
+    // Copies the first columns of every line of a file with fields into a new file.
+    static bool writeLeadingColumns(const std::string& fromName, const std::string& toName, int columns);
+
     // ---- structure check state (pedigree/structure_check.cpp) ----
     std::ostringstream familyErrorReport;
     bool personErrors = false;
@@ -256,6 +304,8 @@ private:
 
     // ---- Mendelian check state (pedigree/mendelian_check.cpp) ----
     std::ostringstream mendelianErrorReport;
+    std::vector<MendelianWipe> mendelianOffenders;
+    bool setMeMissing = false;
 
     // ---- nuclear decomposition state (pedigree/nuclear_pedigrees.cpp) ----
     int nuclearPedigreeNumber = 1;

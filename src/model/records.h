@@ -1,26 +1,12 @@
 #pragma once
-// Records read from the input: pedigrees, persons, phenotypes, genotypes / map markers,
-// and catalogue alleles. Identifiers and values stay the strings read from the files.
+// Records read from the input: pedigrees, persons, phenotypes, map markers and catalogue
+// alleles. Identifiers and values stay the strings read from the files; a person's genotypes
+// live in the collection's genotype store, the person holds its row.
 
-#include <cstddef>
-#include <memory>
 #include <string>
-#include <string_view>
 
+#include "model/genotype_store.h"
 #include "model/rbtree.h"
-
-// Marker records come from a pool of their own, except under AddressSanitizer: there every
-// record stays a heap block of its own, so that a use after free or an overrun is still seen.
-#if defined(__SANITIZE_ADDRESS__)
-#define VARKEL_POOLED_RECORDS 0
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define VARKEL_POOLED_RECORDS 0
-#endif
-#endif
-#ifndef VARKEL_POOLED_RECORDS
-#define VARKEL_POOLED_RECORDS 1
-#endif
 
 class Phenotype : public Object<Phenotype> {
 public:
@@ -34,49 +20,36 @@ private:
     std::string value;
 };
 
-// A marker of the map (key = name) or one person's genotype at a marker
-// (key = the marker's map index as decimal text, two alleles).
+// A marker of the map (key = name) with its index in the map as decimal text.
 class Marker : public Object<Marker> {
 public:
     Marker() = default;
-    Marker(const std::string& key, const std::string& a, const std::string& b, bool isGenotype);
-    // A genotype made straight from the alleles' text in a file buffer: millions are read,
-    // and building each string once in place avoids a temporary and a reassignment apiece.
-    Marker(const std::string& index, std::string_view a, std::string_view b);
-    const std::string& getName() const { return mapText(&MapFields::name); }
-    void setName(const std::string& n) { setMapText(&MapFields::name, n); }
-    const std::string& getAllele(int i) const { return i == 0 ? allele1 : allele2; }
-    void setAllele(int i, const std::string& a) { (i == 0 ? allele1 : allele2) = a; }
-    const std::string& getChromosome() const { return mapText(&MapFields::chromosome); }
-    void setChromosome(const std::string& c) { setMapText(&MapFields::chromosome, c); }
+    Marker(const std::string& name, const std::string& chromosome, const std::string& position);
+    const std::string& getName() const { return name; }
+    void setName(const std::string& n) { name = n; }
+    const std::string& getChromosome() const { return chromosome; }
+    void setChromosome(const std::string& c) { chromosome = c; }
     double getPosition() const;
-    const std::string& getPositionText() const { return mapText(&MapFields::position); }
-    void setPosition(const std::string& p) { setMapText(&MapFields::position, p); }
-    void setPhysicalPosition(const std::string& p) { setMapText(&MapFields::physicalPosition, p); }
+    const std::string& getPositionText() const { return position; }
+    void setPosition(const std::string& p) { position = p; }
+    void setPhysicalPosition(const std::string& p) { physicalPosition = p; }
     const std::string& getIndex() const { return index; }
     void setIndex(const std::string& i) { index = i; }
 
-#if VARKEL_POOLED_RECORDS
-    // Every typed genotype and every nil leaf of a marker tree is a Marker: millions of
-    // same-sized blocks that live until the data go. The pool hands them out without the
-    // general allocator's per-block bookkeeping and returns its memory in a few large pieces.
-    static void* operator new(std::size_t size);
-    static void operator delete(void* storage, std::size_t size) noexcept;
-#endif
+private:
+    std::string name, chromosome, position, physicalPosition;
+    std::string index;
+};
+
+// The two allele names of a typed genotype, for code that compares or reports names.
+class GenotypeNames {
+public:
+    GenotypeNames(const std::string& first, const std::string& second) : first(&first), second(&second) {}
+    const std::string& getAllele(int k) const { return k == 0 ? *first : *second; }
 
 private:
-    // What only a marker of the map has. Genotypes and nil leaves, two records per typed
-    // genotype, never set it; held inline it would be two fifths of every record.
-    struct MapFields {
-        std::string name, chromosome, position, physicalPosition;
-    };
-    const std::string& mapText(std::string MapFields::*field) const;
-    void setMapText(std::string MapFields::*field, const std::string& value);
-
-    std::string allele1;
-    std::string allele2;
-    std::string index;
-    std::unique_ptr<MapFields> map;  // null while every map field is empty
+    const std::string* first;
+    const std::string* second;
 };
 
 class Person : public Object<Person> {
@@ -111,15 +84,34 @@ public:
     void setUsedAsParent(bool v) { usedAsParent = v; }
 
     RBTree<Phenotype>* getPhenotypeTree() const { return phenotypeTree; }
-    RBTree<Marker>* getMarkerTree() const { return markerTree; }
     bool addPhenotype(Phenotype* p);
-    bool addMarker(Marker* m);
-    // Replace the owned trees (records copied into derived pedigrees).
+    // Replace the owned tree (records copied into derived pedigrees).
     void addPhenotypes(RBTree<Phenotype>* tree);
-    void addMarkers(RBTree<Marker>* tree);
     Phenotype* getPhenotype(const std::string& name) const;
-    Marker* getMarker(const std::string& key) const;
-    Marker* getMarkerWithIndex(const std::string& index);
+
+    // The person's genotypes: a row of the store, all of its markers or, for a member of a
+    // set derived for one marker, only that one (onlyMarker >= 0).
+    void setGenotypes(const GenotypeStore* store, int row, int onlyMarker = -1);
+    // The same row, seen at the markers another person sees.
+    void shareGenotypes(const Person& source, int onlyMarker = -1);
+    int getGenotypeRow() const { return genotypeRow; }
+    // Untyped outside the markers the person can be typed at.
+    GenotypeCodes getGenotype(int marker) const {
+        if (marker < firstGenotypeMarker() || marker >= endGenotypeMarker()) return {};
+        return genotypeStore->get(marker, genotypeRow);
+    }
+    bool isTyped(int marker) const { return getGenotype(marker).isTyped(); }
+    // The name of allele k (0, 1) of the genotype at a marker; "0" when untyped.
+    const std::string& getAlleleName(int marker, int k) const;
+    GenotypeNames getGenotypeNames(int marker) const {
+        return {getAlleleName(marker, 0), getAlleleName(marker, 1)};
+    }
+    // The markers [first, end) at which the person can be typed.
+    int firstGenotypeMarker() const { return onlyMarker >= 0 ? onlyMarker : 0; }
+    int endGenotypeMarker() const {
+        if (!genotypeStore) return 0;
+        return onlyMarker >= 0 ? onlyMarker + 1 : genotypeStore->getMarkerCount();
+    }
     bool isFounder() const { return fatherId == "0" && motherId == "0"; }
 
     // The fixed columns, each followed by a tab: nine for a person with MAKEPED
@@ -132,8 +124,9 @@ private:
     std::string sex;
     std::string probandStatus;
     RBTree<Phenotype>* phenotypeTree = nullptr;
-    RBTree<Marker>* markerTree = nullptr;
-    Marker* markerSearchResult = nullptr;
+    const GenotypeStore* genotypeStore = nullptr;
+    int genotypeRow = 0;
+    int onlyMarker = -1;
     bool usedAsChild = false;
     bool usedAsParent = false;
     std::string newPersonId;
@@ -190,7 +183,6 @@ private:
     int affectedSingletons = 0, unaffectedSingletons = 0;
 };
 
-// Deep copies of a person's phenotypes and genotypes for a derived pedigree (a record can
-// belong to one tree only). A null source gives an empty tree.
+// A deep copy of a person's phenotypes for a derived pedigree (a record can belong to one
+// tree only). A null source gives an empty tree.
 RBTree<Phenotype>* copyPhenotypeTree(const RBTree<Phenotype>* source, const std::string& treeName);
-RBTree<Marker>* copyMarkerTree(const RBTree<Marker>* source, const std::string& treeName);

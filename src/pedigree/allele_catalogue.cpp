@@ -14,65 +14,70 @@ namespace {
 const std::string kAll = "all";
 const std::string kFounders = "founders";
 
-// The column index of a genotype key ("0", "1", ...), or -1 when the key is not the plain
-// decimal text of an index below markerCount (such a genotype is never looked up by index).
-int columnOfKey(const std::string& key, int markerCount) {
-    if (key.empty() || (key.size() > 1 && key[0] == '0')) return -1;
-    long value = 0;
-    for (char c : key) {
-        if (c < '0' || c > '9') return -1;
-        value = value * 10 + (c - '0');
-        if (value >= markerCount) return -1;
-    }
-    return static_cast<int>(value);
-}
-
-// Counts one person's genotypes into the entries (index = column) in one walk of its marker tree.
+// Counts genotypes into tallies by marker and allele code, then makes the entries' alleles in
+// the order the names were first seen, as a walk over the persons in tree order meets them.
 class CatalogueCounter {
 public:
-    CatalogueCounter(const std::vector<MarkerInfo*>& entries, bool xlinked)
-        : entries(entries), xlinked(xlinked) {}
+    CatalogueCounter(const GenotypeStore& store, bool xlinked) : store(store), xlinked(xlinked) {
+        // One flat table: the tallies of marker m start at firstTally[m], one per code.
+        for (int m = 0; m < store.getMarkerCount(); ++m) {
+            firstTally.push_back(tallies.size());
+            tallies.resize(tallies.size() + static_cast<size_t>(store.getAlleleNameCount(m)) + 1);
+        }
+        firstSeen.resize(static_cast<size_t>(store.getMarkerCount()));
+    }
 
     void countPerson(const Person* person) {
-        founder = person->isFounder();
+        const bool founder = person->isFounder();
         // Only sex "1" is male; "2", "0" and anything else count as female.
-        male = person->getSex() == "1";
-        walk(person->getMarkerTree()->getRoot());
-    }
-
-private:
-    void walk(const Marker* node) {
-        if (!node || node->isNil()) return;
-        // The walk waits on memory: start fetching the right subtree while the left one is counted.
-        __builtin_prefetch(node->right);
-        walk(node->left);
-        const int column = columnOfKey(node->key, static_cast<int>(entries.size()));
-        if (column >= 0) countGenotype(entries[static_cast<size_t>(column)], node);
-        walk(node->right);
-    }
-
-    void countGenotype(MarkerInfo* entry, const Marker* genotype) {
-        for (int k = 0; k < 2; ++k) {
-            const std::string& name = genotype->getAllele(k);
-            Allele* allele = entry->getAlleleWithName(name);
-            if (!allele) {
-                allele = new Allele(name);
-                entry->addAllele(allele);
-            }
-            // A hemizygous X-linked male carries one copy; founders still count both positions.
-            const int copy = xlinked && male && k == 1 ? 0 : 1;
-            const int founderCopy = founder ? 1 : 0;
-            const int maleCopy = male ? copy : 0;
-            const int femaleCopy = male ? 0 : copy;
-            entry->addCounts(copy, founderCopy, maleCopy, femaleCopy);
-            allele->addCounts(copy, founderCopy, maleCopy, femaleCopy);
+        const bool male = person->getSex() == "1";
+        // A hemizygous X-linked male carries one copy of his second allele position;
+        // founders still count both positions.
+        const int secondCopy = xlinked && male ? 0 : 1;
+        const Tally firstCounts{1, founder ? 1 : 0, male ? 1 : 0, male ? 0 : 1, false};
+        const Tally secondCounts{secondCopy, founder ? 1 : 0, male ? secondCopy : 0, male ? 0 : secondCopy, false};
+        const int end = person->endGenotypeMarker();
+        for (int m = person->firstGenotypeMarker(); m < end; ++m) {
+            const GenotypeCodes genotype = person->getGenotype(m);
+            if (!genotype.isTyped()) continue;
+            add(m, genotype.first, firstCounts);
+            add(m, genotype.second, secondCounts);
         }
     }
 
-    const std::vector<MarkerInfo*>& entries;
+    void fillEntry(MarkerInfo* entry, int marker) const {
+        for (AlleleCode code : firstSeen[static_cast<size_t>(marker)]) {
+            const Tally& c = tallies[firstTally[static_cast<size_t>(marker)] + code];
+            auto* allele = new Allele(store.getAlleleName(marker, code));
+            allele->addCounts(c.all, c.founders, c.males, c.females);
+            entry->addAllele(allele);
+            entry->addCounts(c.all, c.founders, c.males, c.females);
+        }
+    }
+
+private:
+    struct Tally {
+        int all, founders, males, females;
+        bool seen;
+    };
+
+    void add(int marker, AlleleCode code, const Tally& copies) {
+        Tally& c = tallies[firstTally[static_cast<size_t>(marker)] + code];
+        if (!c.seen) {
+            c.seen = true;
+            firstSeen[static_cast<size_t>(marker)].push_back(code);
+        }
+        c.all += copies.all;
+        c.founders += copies.founders;
+        c.males += copies.males;
+        c.females += copies.females;
+    }
+
+    const GenotypeStore& store;
     bool xlinked;
-    bool founder = false;
-    bool male = false;
+    std::vector<Tally> tallies;
+    std::vector<size_t> firstTally;
+    std::vector<std::vector<AlleleCode>> firstSeen;
 };
 
 }  // namespace
@@ -80,25 +85,23 @@ private:
 RBTree<MarkerInfo>* Pedigrees::buildMarkerInfo(const RBTree<Pedigree>* tree, const std::string& name) const {
     auto* catalogue = new RBTree<MarkerInfo>(new MarkerInfo(), name);
     if (!tree) return catalogue;
-    // Entries for every column are made on the first person, so an index at which nobody is
-    // typed still has its (empty) entry.
-    std::vector<MarkerInfo*> entries;
-    CatalogueCounter counter(entries, xlinked);
+    CatalogueCounter counter(genotypeStore, xlinked);
+    bool anyPerson = false;
     tree->forEach([&](const Pedigree* pedigree) {
         pedigree->getPersonTree()->forEach([&](const Person* person) {
-            if (entries.empty()) {
-                for (int i = 0; i < markerCount; ++i) {
-                    auto* entry = new MarkerInfo(IntToString(i));
-                    catalogue->insert(entry);
-                    entries.push_back(entry);
-                }
-            }
+            anyPerson = true;
             counter.countPerson(person);
         });
     });
-    for (MarkerInfo* entry : entries) {
+    // With a person, every column has its entry, so an index at which nobody is typed still
+    // has its (empty) one.
+    if (!anyPerson) return catalogue;
+    for (int i = 0; i < markerCount; ++i) {
+        auto* entry = new MarkerInfo(IntToString(i));
+        if (i < genotypeStore.getMarkerCount()) counter.fillEntry(entry, i);
         entry->sortAllelesVector();
         entry->addAllelesNewNames();
+        catalogue->insert(entry);
     }
     return catalogue;
 }
@@ -125,14 +128,25 @@ void Pedigrees::countMarkersGenotypes(const std::string& markerIndex) {
     const std::vector<Allele*> alleles = entry->getAlleles();
     const int n = static_cast<int>(alleles.size());
 
+    const int marker = markerColumnOfKey(markerIndex, genotypeStore.getMarkerCount());
+    if (marker < 0) return;
+    // The position in the sorted allele list of each allele code, looked up on first use.
+    const int unknown = -2;
+    std::vector<int> positions;
+    auto positionOfCode = [&](AlleleCode code) {
+        if (code >= positions.size()) positions.resize(code + size_t{1}, unknown);
+        int& position = positions[code];
+        if (position == unknown) position = positionOf(alleles, genotypeStore.getAlleleName(marker, code));
+        return position;
+    };
     // The genotype list runs i = 0..n-1, j = i..n-1, so the unordered pair (i, j) with i <= j
     // sits at i*n - i*(i-1)/2 + (j-i) after the start of the list just built.
     pedigrees->forEach([&](const Pedigree* pedigree) {
         pedigree->getPersonTree()->forEach([&](const Person* person) {
-            const Marker* genotype = person->getMarker(markerIndex);
-            if (!genotype) return;
-            int i = positionOf(alleles, genotype->getAllele(0));
-            int j = positionOf(alleles, genotype->getAllele(1));
+            const GenotypeCodes genotype = person->getGenotype(marker);
+            if (!genotype.isTyped()) return;
+            int i = positionOfCode(genotype.first);
+            int j = positionOfCode(genotype.second);
             if (i < 0 || j < 0) return;
             if (i > j) std::swap(i, j);
             Genotype* match = genotypes[firstNew + static_cast<size_t>(i * n - i * (i - 1) / 2 + (j - i))];
@@ -185,10 +199,10 @@ double Pedigrees::getPolymorphismInformationContent(const std::string& markerInd
     return heterozygosityOf(p) - 2.0 * pairs;
 }
 
-std::string Pedigrees::getNewAlleleName(int position, const Marker* marker) const {
-    const MarkerInfo* entry = markerInfo->find(marker->getIndex());
+std::string Pedigrees::getNewAlleleName(const std::string& markerIndex, const std::string& alleleName) const {
+    const MarkerInfo* entry = markerInfo->find(markerIndex);
     if (!entry) return "nulli";
-    const Allele* allele = entry->getAlleleWithName(marker->getAllele(position));
+    const Allele* allele = entry->getAlleleWithName(alleleName);
     if (!allele) return "-1";
     return allele->getAlleleNewName();
 }

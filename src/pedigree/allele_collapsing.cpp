@@ -1,6 +1,7 @@
 // Merging of alleles too rare to be told apart from typing errors: at every marker with more
-// than two alleles the rarest allele below the minimum frequency is rewritten, in every person,
-// into the next rarest one, until the rarest allele is frequent enough or two alleles are left.
+// than two alleles the rarest allele below the minimum frequency is rewritten, in every row of
+// the genotype store, into the next rarest one, until the rarest allele is frequent enough or
+// two alleles are left.
 
 #include <iostream>
 
@@ -11,23 +12,6 @@
 namespace {
 
 const double kMinimumCollapseFrequency = 1e-05;
-
-void changeSmallestAlleleToSecondSmallestAllele(Person* person, const std::string& smallest,
-                                                const std::string& second, const std::string& markerIndex) {
-    Marker* genotype = person->getMarker(markerIndex);
-    if (!genotype) return;
-    for (int k = 0; k < 2; ++k)
-        if (genotype->getAllele(k) == smallest) genotype->setAllele(k, second);
-}
-
-void changeSmallestAlleleToSecondSmallestAllelePedigreeRecursion(RBTree<Pedigree>* pedigrees, const std::string& from,
-                                                                 const std::string& to,
-                                                                 const std::string& markerIndex) {
-    pedigrees->forEach([&](Pedigree* pedigree) {
-        pedigree->getPersonTree()->forEach(
-            [&](Person* person) { changeSmallestAlleleToSecondSmallestAllele(person, from, to, markerIndex); });
-    });
-}
 
 }  // namespace
 
@@ -65,10 +49,9 @@ void Pedigrees::collapseAlleles() {
                 }
             }
             if (!second) break;
-            // Copies of the names: the catalogue holding these alleles is rebuilt after the rewrite.
-            const std::string from = smallest->getAlleleName();
-            const std::string to = second->getAlleleName();
-            changeSmallestAlleleToSecondSmallestAllelePedigreeRecursion(pedigrees, from, to, markerIndex);
+            // Both names are in the store already: their codes are found, never added.
+            genotypeStore.replaceAllele(m, genotypeStore.codeOf(m, smallest->getAlleleName()),
+                                        genotypeStore.codeOf(m, second->getAlleleName()));
             createMarkerInfo();
             entry = markerInfo->find(markerIndex);
         }

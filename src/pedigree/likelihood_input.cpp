@@ -41,12 +41,12 @@ bool Pedigrees::getLikelihoodInput(const Pedigree* pedigree, const std::string& 
         input.persons.push_back(p);
     }
     for (const FastlinkMarkerColumn* column : columns) {
+        const int marker = markerColumnOfKey(column->markerIndex, genotypeStore.getMarkerCount());
         std::vector<likelihood::GenotypeInput> genotypes(persons.size());
         for (size_t i = 0; i < persons.size(); ++i) {
-            const Marker* genotype = persons[i]->getMarker(column->markerIndex);
-            if (!genotype) continue;
-            const auto first = column->locusAllele.find(genotype->getAllele(0));
-            const auto second = column->locusAllele.find(genotype->getAllele(1));
+            if (marker < 0 || !persons[i]->isTyped(marker)) continue;
+            const auto first = column->locusAllele.find(persons[i]->getAlleleName(marker, 0));
+            const auto second = column->locusAllele.find(persons[i]->getAlleleName(marker, 1));
             if (first == column->locusAllele.end() || second == column->locusAllele.end()) continue;
             genotypes[i] = {first->second, second->second};
         }

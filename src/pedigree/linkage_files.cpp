@@ -117,15 +117,18 @@ PedigreeLoad Pedigrees::getFastlinkLoad(const Pedigree* pedigree,
     // UNKNOWN doubles each loop breaker; a pedigree has at most this many loops.
     if (hasLoop(pedigree)) load.persons += fastlink_limits::kLoopsPerPedigree;
     load.carriedAlleles.resize(markers.size());
+    std::vector<int> markerColumns;
+    for (const FastlinkMarkerColumn& marker : markers)
+        markerColumns.push_back(markerColumnOfKey(marker.markerIndex, genotypeStore.getMarkerCount()));
     std::map<std::string, int> children;
     pedigree->getPersonTree()->forEach([&](const Person* person) {
         if (person->getFatherId() != "0") load.largestSibship = std::max(load.largestSibship, ++children["f" + person->getFatherId()]);
         if (person->getMotherId() != "0") load.largestSibship = std::max(load.largestSibship, ++children["m" + person->getMotherId()]);
         for (size_t m = 0; m < markers.size(); ++m) {
-            const Marker* genotype = person->getMarker(markers[m].markerIndex);
-            if (!genotype) continue;
+            const int column = markerColumns[m];
+            if (!person->isTyped(column)) continue;
             for (int k = 0; k < 2; ++k) {
-                const auto found = markers[m].locusAllele.find(genotype->getAllele(k));
+                const auto found = markers[m].locusAllele.find(person->getAlleleName(column, k));
                 if (found != markers[m].locusAllele.end()) load.carriedAlleles[m].push_back(found->second);
             }
         }
@@ -175,6 +178,9 @@ int Pedigrees::getFastlinkLiabilityClasses(const Locus* trait) const {
 bool Pedigrees::writePedigreeFile(const std::string& fileName, const FastlinkPedigreeFile& content) const {
     std::string text;
     std::string line;
+    std::vector<int> markerColumns;
+    for (const FastlinkMarkerColumn* marker : content.markers)
+        markerColumns.push_back(markerColumnOfKey(marker->markerIndex, genotypeStore.getMarkerCount()));
     for (size_t p = 0; p < content.pedigrees.size(); ++p) {
         const std::string number = IntToString(content.numbers[p]);
         for (Person* person : createPedigreeVector(content.pedigrees[p])) {
@@ -192,13 +198,13 @@ bool Pedigrees::writePedigreeFile(const std::string& fileName, const FastlinkPed
             }
             line.append(status).append(" ");
             for (size_t m = 0; m < content.markers.size(); ++m) {
-                const Marker* genotype = person->getMarker(content.markers[m]->markerIndex);
-                if (!genotype) {
+                const int column = markerColumns[m];
+                if (!person->isTyped(column)) {
                     line.append("0 0 ");
                     continue;
                 }
                 for (int k = 0; k < 2; ++k) {
-                    const auto found = content.markers[m]->locusAllele.find(genotype->getAllele(k));
+                    const auto found = content.markers[m]->locusAllele.find(person->getAlleleName(column, k));
                     const int locusAllele = found == content.markers[m]->locusAllele.end() ? 0 : found->second;
                     const std::vector<int>& batchAllele = *content.batchAlleles[m];
                     const int written = locusAllele > 0 && static_cast<size_t>(locusAllele) < batchAllele.size()

@@ -2,6 +2,7 @@
 // typed parents, and, where a parent is untyped, the child's sibship against the alleles the
 // parents could have carried.
 
+#include <algorithm>
 #include <iostream>
 #include <string>
 #include <unordered_map>
@@ -10,57 +11,24 @@
 
 #include "input/marker_map.h"
 #include "model/file.h"
+#include "model/tidy_table.h"
 #include "model/pedigrees.h"
-#include "model/short_text.h"
+#include "driver/utilities.h"
 
 namespace {
 
-// A person's genotypes in key order through a forward-only cursor: a child's markers are
-// visited in key order, so each relative's genotypes are found in one pass over its tree.
-class GenotypeCursor {
-public:
-    explicit GenotypeCursor(const Person* person) : current(leftmost(person->getMarkerTree()->getRoot())) {}
+// Within one marker, equal allele codes are equal allele names.
+using AllelePair = std::pair<AlleleCode, AlleleCode>;
+using AlleleSet = std::vector<AlleleCode>;
 
-    // The genotype with this key, or null; keys asked for must not decrease.
-    const Marker* seek(const std::string& key) {
-        for (; current; current = successor(current)) {
-            const int order = compareShortText(current->key, key);
-            if (order == 0) return current;
-            if (order > 0) return nullptr;
-        }
-        return nullptr;
-    }
-
-private:
-    static bool isEnd(const Marker* node) { return !node || node->isNil(); }
-
-    static const Marker* leftmost(const Marker* node) {
-        if (isEnd(node)) return nullptr;
-        while (!isEnd(node->left)) node = node->left;
-        return node;
-    }
-
-    static const Marker* successor(const Marker* node) {
-        if (!isEnd(node->right)) return leftmost(node->right);
-        // The root's parent is the tree's nil sentinel.
-        while (!isEnd(node->parent) && node == node->parent->right) node = node->parent;
-        return isEnd(node->parent) ? nullptr : node->parent;
-    }
-
-    const Marker* current;
-};
-
-using AllelePair = std::pair<const std::string*, const std::string*>;
-using AlleleSet = std::vector<const std::string*>;
-
-bool contains(const AlleleSet& set, const std::string& allele) {
-    for (const std::string* member : set)
-        if (*member == allele) return true;
+bool contains(const AlleleSet& set, AlleleCode allele) {
+    for (AlleleCode member : set)
+        if (member == allele) return true;
     return false;
 }
 
-void addUnique(AlleleSet& set, const std::string& allele) {
-    if (!contains(set, allele)) set.push_back(&allele);
+void addUnique(AlleleSet& set, AlleleCode allele) {
+    if (!contains(set, allele)) set.push_back(allele);
 }
 
 // Whether the sibship's genotypes can be split between two parental allele sets A and B of at
@@ -71,49 +39,59 @@ bool isConcistent(const std::vector<AllelePair>& genotypes, const AlleleSet& kno
     AlleleSet b;
     const AllelePair* homozygote = nullptr;
     for (const AllelePair& genotype : genotypes) {
-        if (*genotype.first == *genotype.second) {
+        if (genotype.first == genotype.second) {
             homozygote = &genotype;
             break;
         }
     }
     for (int pass = 1; pass <= 2; ++pass) {
         for (size_t i = 0; i < genotypes.size(); ++i) {
-            const std::string& x = *genotypes[i].first;
-            const std::string& y = *genotypes[i].second;
+            const AlleleCode x = genotypes[i].first;
+            const AlleleCode y = genotypes[i].second;
             if (i == 0) {
                 if (homozygote) {
-                    addUnique(a, *homozygote->first);
-                    addUnique(b, *homozygote->first);
+                    addUnique(a, homozygote->first);
+                    addUnique(b, homozygote->first);
                 } else if (a.empty() && b.empty()) {
-                    a.push_back(&x);
-                    b.push_back(&y);
+                    a.push_back(x);
+                    b.push_back(y);
                 }
             }
             if ((contains(a, x) && contains(b, y)) || (contains(a, y) && contains(b, x))) continue;
-            if (!contains(b, y) && contains(a, x) && b.size() <= 1) b.push_back(&y);
-            else if (!contains(b, x) && contains(a, y) && b.size() <= 1) b.push_back(&x);
-            else if (!contains(a, x) && contains(b, y) && a.size() <= 1) a.push_back(&x);
-            else if (!contains(a, y) && contains(b, x) && a.size() <= 1) a.push_back(&y);
+            if (!contains(b, y) && contains(a, x) && b.size() <= 1) b.push_back(y);
+            else if (!contains(b, x) && contains(a, y) && b.size() <= 1) b.push_back(x);
+            else if (!contains(a, x) && contains(b, y) && a.size() <= 1) a.push_back(x);
+            else if (!contains(a, y) && contains(b, x) && a.size() <= 1) a.push_back(y);
             else if (pass == 2) {
                 if (contains(b, y) || contains(a, x) || a.size() > 1 || b.size() > 1) return false;
-                a.push_back(&x);
-                b.push_back(&y);
+                a.push_back(x);
+                b.push_back(y);
             }
         }
     }
     return true;
 }
 
-bool isUntypedAllele(const std::string& allele) { return allele.size() == 1 && allele[0] == '0'; }
-
-std::string genotypeText(const Marker* genotype) {
-    return genotype ? genotype->getAllele(0) + "/" + genotype->getAllele(1) : "0/0";
+// The marker columns in the order of their keys as text ("0", "1", "10", "11", ..., "2"),
+// the order in which the report lists a child's markers.
+std::vector<int> markersInKeyOrder(int markerCount) {
+    std::vector<std::pair<std::string, int>> keys;
+    for (int m = 0; m < markerCount; ++m) keys.emplace_back(IntToString(m), m);
+    std::sort(keys.begin(), keys.end());
+    std::vector<int> order;
+    for (const auto& key : keys) order.push_back(key.second);
+    return order;
 }
 
 class MendelianCheck {
 public:
-    MendelianCheck(std::ostringstream& report, bool& errorFound, MarkerMap* markerMap)
-        : report(report), errorFound(errorFound), markerMap(markerMap) {}
+    MendelianCheck(std::ostringstream& report, bool& errorFound, MarkerMap* markerMap, const GenotypeStore& store,
+                   std::vector<Pedigrees::MendelianWipe>& offenders)
+        : report(report), errorFound(errorFound), markerMap(markerMap), store(store), offenders(offenders),
+          markerOrder(markersInKeyOrder(store.getMarkerCount())) {
+        // A genotype with one allele named "0" is half-typed; the reader never stores one.
+        for (int m = 0; m < store.getMarkerCount(); ++m) zeroAllele.push_back(store.findCode(m, "0"));
+    }
 
     void pedigreeCheckMendelianErrors(const Pedigree* pedigree) {
         std::vector<const Person*> persons;
@@ -142,80 +120,66 @@ private:
 
         // Full siblings: same father id and mother id, in tree order.
         siblings.clear();
-        siblingCursors.clear();
-        for (const Person* other : sibships[sibshipKey(child)]) {
-            if (other == child) continue;
-            siblings.push_back(other);
-            siblingCursors.emplace_back(other);
+        for (const Person* other : sibships[sibshipKey(child)])
+            if (other != child) siblings.push_back(other);
+        for (int m : markerOrder) {
+            const GenotypeCodes genotype = child->getGenotype(m);
+            if (genotype.isTyped()) checkMendelianErrorsForPersonsFamily(m, genotype);
         }
-        GenotypeCursor fatherCursor(father);
-        GenotypeCursor motherCursor(mother);
-        markercheckMendelianErrors(child->getMarkerTree()->getRoot(), fatherCursor, motherCursor);
     }
 
-    // The child's genotypes in key order.
-    void markercheckMendelianErrors(const Marker* node, GenotypeCursor& fatherCursor, GenotypeCursor& motherCursor) {
-        if (!node || node->isNil()) return;
-        markercheckMendelianErrors(node->left, fatherCursor, motherCursor);
-        checkMendelianErrorsForPersonsFamily(node, fatherCursor.seek(node->key), motherCursor.seek(node->key));
-        markercheckMendelianErrors(node->right, fatherCursor, motherCursor);
-    }
-
-    void checkMendelianErrorsForPersonsFamily(const Marker* genotype, const Marker* fatherGenotype,
-                                              const Marker* motherGenotype) {
-        marker = genotype;
-        const std::string& c1 = genotype->getAllele(0);
-        const std::string& c2 = genotype->getAllele(1);
+    void checkMendelianErrorsForPersonsFamily(int markerColumn, GenotypeCodes genotype) {
+        marker = markerColumn;
+        childGenotype = genotype;
         sibshipGenotypes.clear();
-        if (isUntypedAllele(c1) != isUntypedAllele(c2)) {
-            report << "Pedigree " << *pedigreeId << " Child " << child->getPersonId() << " Marker "
-                   << genotype->getIndex() << ", marker is halftyped\n";
+        const AlleleCode zero = zeroAllele[static_cast<size_t>(marker)];
+        if (zero != kUntypedAllele && (genotype.first == zero) != (genotype.second == zero)) {
+            report << "Pedigree " << *pedigreeId << " Child " << child->getPersonId() << " Marker " << marker
+                   << ", marker is halftyped\n";
             errorFound = true;
         }
-        if (fatherGenotype && motherGenotype) checkWithBothParents(fatherGenotype, motherGenotype);
-        else if (fatherGenotype) checkWithOneParent(father, fatherGenotype);
-        else if (motherGenotype) checkWithOneParent(mother, motherGenotype);
+        const GenotypeCodes fatherGenotype = father->getGenotype(marker);
+        const GenotypeCodes motherGenotype = mother->getGenotype(marker);
+        if (fatherGenotype.isTyped() && motherGenotype.isTyped()) checkWithBothParents(fatherGenotype, motherGenotype);
+        else if (fatherGenotype.isTyped()) checkWithOneParent(father, fatherGenotype);
+        else if (motherGenotype.isTyped()) checkWithOneParent(mother, motherGenotype);
         else checkWithoutParents();
         typedSiblings.clear();
     }
 
-    void checkWithBothParents(const Marker* fatherGenotype, const Marker* motherGenotype) {
-        const std::string& c1 = marker->getAllele(0);
-        const std::string& c2 = marker->getAllele(1);
-        auto fromMother = [&](const std::string& c) {
-            return sameShortText(c, motherGenotype->getAllele(0)) || sameShortText(c, motherGenotype->getAllele(1));
-        };
-        auto fromFather = [&](const std::string& c) {
-            return sameShortText(c, fatherGenotype->getAllele(0)) || sameShortText(c, fatherGenotype->getAllele(1));
-        };
+    void checkWithBothParents(GenotypeCodes fatherGenotype, GenotypeCodes motherGenotype) {
+        const AlleleCode c1 = childGenotype.first;
+        const AlleleCode c2 = childGenotype.second;
+        auto fromMother = [&](AlleleCode c) { return c == motherGenotype.first || c == motherGenotype.second; };
+        auto fromFather = [&](AlleleCode c) { return c == fatherGenotype.first || c == fatherGenotype.second; };
         if ((fromMother(c1) && fromFather(c2)) || (fromMother(c2) && fromFather(c1))) return;
         writeBlock("Error: alleles not found from parents", genotypeText(fatherGenotype), genotypeText(motherGenotype),
                    false);
     }
 
-    void checkWithOneParent(const Person* parent, const Marker* parentGenotype) {
-        const std::string& c1 = marker->getAllele(0);
-        const std::string& c2 = marker->getAllele(1);
-        const std::string& p1 = parentGenotype->getAllele(0);
-        const std::string& p2 = parentGenotype->getAllele(1);
+    void checkWithOneParent(const Person* parent, GenotypeCodes parentGenotype) {
+        const AlleleCode c1 = childGenotype.first;
+        const AlleleCode c2 = childGenotype.second;
+        const AlleleCode p1 = parentGenotype.first;
+        const AlleleCode p2 = parentGenotype.second;
 
-        sibshipGenotypes.emplace_back(&c1, &c2);
+        sibshipGenotypes.emplace_back(c1, c2);
         if (c1 != p1 && c1 != p2 && c2 != p1 && c2 != p2)
             writeOneParentBlock("Error: alleles not found from parent", parent, parentGenotype, false);
         alleleBound = 4;
         if (p1 == p2) {
-            homozygoteAlleles.push_back(&p1);
+            homozygoteAlleles.push_back(p1);
             --alleleBound;
         }
         if (c1 != c2) {
-            sibshipAlleles.push_back(&c1);
-            sibshipAlleles.push_back(&c2);
+            sibshipAlleles.push_back(c1);
+            sibshipAlleles.push_back(c2);
         } else {
-            if (homozygoteAlleles.empty() || *homozygoteAlleles.front() != c1) {
-                homozygoteAlleles.push_back(&c1);
+            if (homozygoteAlleles.empty() || homozygoteAlleles.front() != c1) {
+                homozygoteAlleles.push_back(c1);
                 --alleleBound;
             }
-            sibshipAlleles.push_back(&c1);
+            sibshipAlleles.push_back(c1);
         }
         findSisterAndBrothersForPerson();
         AlleleSet known;
@@ -230,17 +194,17 @@ private:
     }
 
     void checkWithoutParents() {
-        const std::string& c1 = marker->getAllele(0);
-        const std::string& c2 = marker->getAllele(1);
+        const AlleleCode c1 = childGenotype.first;
+        const AlleleCode c2 = childGenotype.second;
         alleleBound = 4;
-        sibshipGenotypes.emplace_back(&c1, &c2);
+        sibshipGenotypes.emplace_back(c1, c2);
         if (c1 != c2) {
-            sibshipAlleles.push_back(&c1);
-            sibshipAlleles.push_back(&c2);
+            sibshipAlleles.push_back(c1);
+            sibshipAlleles.push_back(c2);
         } else {
-            homozygoteAlleles.push_back(&c1);
+            homozygoteAlleles.push_back(c1);
             --alleleBound;
-            sibshipAlleles.push_back(&c1);
+            sibshipAlleles.push_back(c1);
         }
         findSisterAndBrothersForPerson();
         if (!isConcistent(sibshipGenotypes, AlleleSet()))
@@ -254,28 +218,33 @@ private:
     // Adds the typed full siblings' genotypes to the sibship; the bound drops by one for every
     // distinct allele seen as a homozygote.
     void findSisterAndBrothersForPerson() {
-        for (size_t i = 0; i < siblings.size(); ++i) {
-            const Marker* genotype = siblingCursors[i].seek(marker->key);
-            if (!genotype) continue;
-            const std::string& s1 = genotype->getAllele(0);
-            const std::string& s2 = genotype->getAllele(1);
-            sibshipGenotypes.emplace_back(&s1, &s2);
+        for (const Person* sibling : siblings) {
+            const GenotypeCodes genotype = sibling->getGenotype(marker);
+            if (!genotype.isTyped()) continue;
+            const AlleleCode s1 = genotype.first;
+            const AlleleCode s2 = genotype.second;
+            sibshipGenotypes.emplace_back(s1, s2);
             if (s1 == s2) {
                 if (!contains(homozygoteAlleles, s1)) {
                     --alleleBound;
-                    homozygoteAlleles.push_back(&s1);
+                    homozygoteAlleles.push_back(s1);
                 }
                 addUnique(sibshipAlleles, s1);
             } else {
                 addUnique(sibshipAlleles, s1);
                 addUnique(sibshipAlleles, s2);
             }
-            typedSiblings.emplace_back(siblings[i], genotype);
+            typedSiblings.emplace_back(sibling, genotype);
         }
     }
 
+    std::string genotypeText(GenotypeCodes genotype) const {
+        if (!genotype.isTyped()) return "0/0";
+        return store.getAlleleName(marker, genotype.first) + "/" + store.getAlleleName(marker, genotype.second);
+    }
+
     // The typed parent is shown on the side its sex gives it, the other parent as untyped.
-    void writeOneParentBlock(const std::string& message, const Person* parent, const Marker* parentGenotype,
+    void writeOneParentBlock(const std::string& message, const Person* parent, GenotypeCodes parentGenotype,
                              bool withSiblings) {
         const bool shownAsFather = parent->getSex() == "1";
         const std::string shown = genotypeText(parentGenotype);
@@ -284,38 +253,50 @@ private:
 
     void writeBlock(const std::string& message, const std::string& fatherText, const std::string& motherText,
                     bool withSiblings) {
-        const std::string markerName = markerMap ? markerMap->getMarkerName(marker->getIndex()) : std::string();
+        const std::string markerName = markerMap ? markerMap->getMarkerName(IntToString(marker)) : std::string();
         report << "\n#### Pedigree " << *pedigreeId << " Name " << markerName << " ####\n"
                << message << "\n"
                << "Father " << child->getFatherId() << ": " << fatherText << " Mother " << child->getMotherId()
                << ": " << motherText << "\n"
-               << "Child " << child->getPersonId() << ": " << genotypeText(marker) << "\n";
+               << "Child " << child->getPersonId() << ": " << genotypeText(childGenotype) << "\n";
         if (withSiblings)
             for (const auto& [sibling, genotype] : typedSiblings)
                 report << "Child " << sibling->getPersonId() << ": " << genotypeText(genotype) << "\n";
         errorFound = true;
+        // A child at odds with its typed parents is the offender; a sibship that needs too
+        // many parental alleles cannot name one: then the whole nuclear family is.
+        if (!withSiblings) {
+            offenders.push_back({child, marker, message});
+            return;
+        }
+        for (const Person* member : {father, mother, child}) offenders.push_back({member, marker, message});
+        for (const Person* sibling : siblings) offenders.push_back({sibling, marker, message});
     }
 
     std::ostringstream& report;
     bool& errorFound;
     MarkerMap* markerMap;
+    const GenotypeStore& store;
+    std::vector<Pedigrees::MendelianWipe>& offenders;
+    const std::vector<int> markerOrder;
+    std::vector<AlleleCode> zeroAllele;  // per marker the code of the allele name "0", if any
 
     // The child and marker under test.
     const std::string* pedigreeId = nullptr;
     const Person* child = nullptr;
     const Person* father = nullptr;
     const Person* mother = nullptr;
-    const Marker* marker = nullptr;
+    int marker = 0;
+    GenotypeCodes childGenotype;
     std::unordered_map<std::string, std::vector<const Person*>> sibships;
     std::vector<const Person*> siblings;
-    std::vector<GenotypeCursor> siblingCursors;
 
     // The sibship at the marker under test.
     std::vector<AllelePair> sibshipGenotypes;
     AlleleSet sibshipAlleles;
     AlleleSet homozygoteAlleles;
     int alleleBound = 4;
-    std::vector<std::pair<const Person*, const Marker*>> typedSiblings;
+    std::vector<std::pair<const Person*, GenotypeCodes>> typedSiblings;
 };
 
 }  // namespace
@@ -323,7 +304,8 @@ private:
 bool Pedigrees::checkMendelianErrors() {
     std::cout << "(Checking Mendelian consistency...";
     mendelianErrorFound = false;
-    MendelianCheck check(mendelianErrorReport, mendelianErrorFound, markerMap);
+    mendelianOffenders.clear();
+    MendelianCheck check(mendelianErrorReport, mendelianErrorFound, markerMap, genotypeStore, mendelianOffenders);
     pedigrees->forEach([&](const Pedigree* pedigree) { check.pedigreeCheckMendelianErrors(pedigree); });
     std::cout << mendelianErrorReport.str() << "done)" << std::endl;
     return mendelianErrorFound;
@@ -339,4 +321,35 @@ bool Pedigrees::writeMendelianErrors(const std::string& fileName) {
     mendelianErrorReport.str("");
     mendelianErrorReport.clear();
     return mendelianErrorFound;
+}
+
+// The check's error line without its "Error: " and trailing blanks.
+static std::string reasonOf(const std::string& message) {
+    const std::string prefix = "Error: ";
+    std::string reason = message.compare(0, prefix.size(), prefix) == 0 ? message.substr(prefix.size()) : message;
+    reason.erase(reason.find_last_not_of(' ') + 1);
+    return reason;
+}
+
+bool Pedigrees::setMendelianErrorsMissing() {
+    const std::string fileName = outputPrefix + "_mendel_wiped.tsv";
+    TidyTable wiped({"pedigree", "person", "marker", "reason"});
+    int wipedGenotypes = 0;
+    // A genotype can be named by several errors: it is wiped and listed once.
+    for (const MendelianWipe& offender : mendelianOffenders) {
+        if (!offender.person->isTyped(offender.marker)) continue;
+        genotypeStore.set(offender.marker, offender.person->getGenotypeRow(), {});
+        ++wipedGenotypes;
+        wiped.addRow({offender.person->getPedigreeId(), offender.person->getPersonId(),
+                      markerMap->getMarkerName(IntToString(offender.marker)), reasonOf(offender.reason)});
+    }
+    std::cout << "(Mendelian errors: " << wipedGenotypes << " genotype(s) set to unknown (--set-me-missing), listed in "
+              << fileName << ")" << std::endl;
+    if (!wiped.write(fileName)) return false;
+    // Unknown genotypes take no part in the check: with the offenders wiped the data are consistent.
+    mendelianErrorReport.str("");
+    checkMendelianErrors();
+    mendelianErrorReport.str("");
+    createMarkerInfo();
+    return !mendelianErrorFound;
 }

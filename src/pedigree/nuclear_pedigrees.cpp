@@ -75,7 +75,7 @@ private:
         copy->setNMSID("0");
         copy->setProbandStatus(k == 1 ? "1" : "0");
         copy->addPhenotypes(copyPhenotypeTree(source->getPhenotypeTree(), "Master-Nuclear-Phenotype-Tree"));
-        copy->addMarkers(copyMarkerTree(source->getMarkerTree(), "Master-Nuclear-Marker-Tree"));
+        copy->shareGenotypes(*source);
         if (k >= 4) {
             // Children form a sibling chain 3, 4, 5, ... in copy order.
             if (Person* previous = family->getPerson(IntToString(k - 1))) {

@@ -88,10 +88,11 @@ bool Pedigrees::writeFrequenciesFile(const std::string& fileName) const {
 double Pedigrees::getPercentGenotyped(const std::string& markerIndex) const {
     const int persons = getPedigreePersonCount();
     if (persons == 0) return 0.0;
+    const int marker = markerColumnOfKey(markerIndex, genotypeStore.getMarkerCount());
     int typed = 0;
     pedigrees->forEach([&](const Pedigree* pedigree) {
         pedigree->getPersonTree()->forEach([&](const Person* person) {
-            if (person->getMarker(markerIndex)) ++typed;
+            if (person->isTyped(marker)) ++typed;
         });
     });
     return static_cast<double>(typed) / persons;
@@ -135,7 +136,7 @@ bool Pedigrees::writePedigreeStatistics(const std::string& fileName) const {
         int typedPedigrees = 0;
         pedigrees->forEach([&](const Pedigree* pedigree) {
             bool typed = false;
-            pedigree->getPersonTree()->forEach([&](const Person* person) { typed = typed || person->getMarker(key); });
+            pedigree->getPersonTree()->forEach([&](const Person* person) { typed = typed || person->isTyped(i); });
             if (typed) ++typedPedigrees;
         });
         const int pedigreeCount = getPedigreeCount();
@@ -181,7 +182,7 @@ bool Pedigrees::writePedigreeStatistics(const std::string& fileName) const {
                 pedigree->getPersonTree()->forEach([&](const Person* person) {
                     const Group group = groupOf(person, phenotype);
                     ++members[group];
-                    if (person->getMarker(key)) ++typed[group];
+                    if (person->isTyped(i)) ++typed[group];
                 });
             });
             out << std::setw(15) << markerMap->getMarkerName(key);

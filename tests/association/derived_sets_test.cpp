@@ -17,8 +17,8 @@ std::string describe(const RBTree<Pedigree>* set) {
     set->forEach([&](const Pedigree* pedigree) {
         text += pedigree->getPedigreeId() + ":";
         pedigree->getPersonTree()->forEach([&](const Person* person) {
-            const Marker* m = person->getMarker("0");
-            text += " " + person->getPersonId() + "=" + (m ? m->getAllele(0) + m->getAllele(1) : "untyped");
+            text += " " + person->getPersonId() + "=" +
+                    (person->isTyped(0) ? person->getAlleleName(0, 0) + person->getAlleleName(0, 1) : "untyped");
         });
         text += "; ";
     });

@@ -17,8 +17,9 @@ namespace {
 
 // The genotype of a trio member ("1" father, "2" mother, "3" child).
 std::string genotypeOf(const Pedigree* trio, const std::string& member) {
-    const Marker* m = trio->getPerson(member) ? trio->getPerson(member)->getMarker("0") : nullptr;
-    return m ? m->getAllele(0) + " " + m->getAllele(1) : "untyped";
+    const Person* person = trio->getPerson(member);
+    return person && person->isTyped(0) ? person->getAlleleName(0, 0) + " " + person->getAlleleName(0, 1)
+                                        : "untyped";
 }
 
 // The singleton tallies of a catalogue entry, "affected/unaffected" for it and its alleles.

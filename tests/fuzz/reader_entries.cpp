@@ -125,12 +125,27 @@ int readOnlyMarkers(const std::uint8_t* data, std::size_t size) {
     return 0;
 }
 
+int readPlinkBinary(const std::uint8_t* data, std::size_t size) {
+    const std::string bytes(reinterpret_cast<const char*>(data), size);
+    const size_t bimEnd = bytes.find('\0');
+    const size_t famEnd = bimEnd == std::string::npos ? std::string::npos : bytes.find('\0', bimEnd + 1);
+    if (famEnd == std::string::npos) return 0;
+    writeFile("fuzz-input.bim", bytes.substr(0, bimEnd));
+    writeFile("fuzz-input.fam", bytes.substr(bimEnd + 1, famEnd - bimEnd - 1));
+    writeFile("fuzz-input.bed", bytes.substr(famEnd + 1));
+    QuietOutput quiet;
+    Pedigrees pedigrees;
+    pedigrees.setAffectionColumn(true);
+    pedigrees.readPlinkBinaryFiles("fuzz-input", "haldane");
+    return 0;
+}
+
 const std::vector<Target>& targets() {
     static const std::vector<Target> all = {
         {"pedigree_pre", readPedigreePre}, {"pedigree_post", readPedigreePost},
         {"map", readMap},                  {"model", readModel},
         {"locus_file", readLocusFile},     {"phenotype", readPhenotype},
-        {"only_markers", readOnlyMarkers},
+        {"only_markers", readOnlyMarkers}, {"plink_binary", readPlinkBinary},
     };
     return all;
 }

@@ -21,6 +21,8 @@ int readModel(const std::uint8_t* data, std::size_t size);
 int readLocusFile(const std::uint8_t* data, std::size_t size);
 int readPhenotype(const std::uint8_t* data, std::size_t size);
 int readOnlyMarkers(const std::uint8_t* data, std::size_t size);
+// PLINK binary files: the .bim text, a NUL byte, the .fam text, a NUL byte, the .bed bytes.
+int readPlinkBinary(const std::uint8_t* data, std::size_t size);
 
 struct Target {
     std::string name;  // the corpus directory and the fuzz target's name

@@ -61,8 +61,9 @@ std::string persons(const Pedigrees& p) {
         pedigree->getPersonTree()->forEach([&](const Person* person) {
             text += pedigree->getPedigreeId() + "/" + person->getPersonId() + " " + person->getFatherId() + " " +
                     person->getMotherId() + " " + person->getSex();
-            for (const char* index : {"0", "1"})
-                if (const Marker* m = person->getMarker(index)) text += " " + m->getAllele(0) + "/" + m->getAllele(1);
+            for (int marker : {0, 1})
+                if (person->isTyped(marker))
+                    text += " " + person->getAlleleName(marker, 0) + "/" + person->getAlleleName(marker, 1);
             text += "\n";
         });
     });
@@ -131,7 +132,7 @@ TEST(Identifiers, NilIsAnIdentifierLikeAnyOther) {
     EXPECT_EQ(r.pedigrees.getPedigreeCount(), 2);
     EXPECT_EQ(r.pedigrees.getPedigreePersonCount(), 7);
     ASSERT_NE(person(r.pedigrees, "NIL", "NIL"), nullptr);
-    EXPECT_EQ(person(r.pedigrees, "NIL", "4")->getMarker("0")->getAllele(1), "2");
+    EXPECT_EQ(person(r.pedigrees, "NIL", "4")->getAlleleName(0, 1), "2");
     const Marker* nil = r.pedigrees.getMarkerMap()->getMarkerWithName("NIL");
     ASSERT_NE(nil, nullptr);
     EXPECT_EQ(r.pedigrees.getMarkerMap()->getMarkerName("0"), "NIL");
@@ -174,7 +175,7 @@ TEST(PedigreeReader, TheOtherLiabilityLayoutIsRefusedNamingBothReadings) {
     }
     Reading announced(kMap, postWithClass, true, true);
     EXPECT_EQ(announced.outcome.result, 1) << announced.outcome.out;
-    EXPECT_EQ(person(announced.pedigrees, "1", "1")->getMarker("0")->getAllele(1), "2");
+    EXPECT_EQ(person(announced.pedigrees, "1", "1")->getAlleleName(0, 1), "2");
 }
 
 TEST(MapFile, HeaderMustHoldExactlyThreeFields) {

@@ -129,7 +129,7 @@ TEST(PremakepedConversion, ChecksConvertsAndReadsUnderTheUsersIdentifiers) {
     EXPECT_EQ((Ids{c->getFOID(), c->getNPSID(), c->getNMSID(), c->getProbandStatus()}), (Ids{"6", "4", "4", "0"}));
     const Person* r1 = person(p, "2", "1");
     EXPECT_EQ((Ids{r1->getProbandStatus(), r1->getFatherId(), r1->getMotherId()}), (Ids{"1", "2", "3"}));
-    EXPECT_EQ(r1->getMarker("0")->getAllele(1), "2");
+    EXPECT_EQ(r1->getAlleleName(0, 1), "2");
 
     // Phenotype records name persons as the user wrote them.
     dir.write("test.phen", "1 age\nx2 C 41\nfam7 C 12\n");

@@ -56,11 +56,12 @@ TEST(AlleleCatalogue, OrderNewNamesCountsFrequenciesInformativenessAndXLinkedMal
     EXPECT_DOUBLE_EQ(collection.getPolymorphismInformationContent("2"), -1.1);
 
     // New names for the pedigree file: child 4 is 2/10 at marker 0.
-    const Marker* genotype = collection.getPedigrees()->find("1")->getPerson("4")->getMarker("0");
-    EXPECT_EQ(collection.getNewAlleleName(0, genotype) + collection.getNewAlleleName(1, genotype), "23");
-    const Marker unknownAllele("0", "99", "1", true), unknownMarker("7", "1", "1", true);
-    EXPECT_EQ(collection.getNewAlleleName(0, &unknownAllele), "-1");
-    EXPECT_EQ(collection.getNewAlleleName(0, &unknownMarker), "nulli");
+    const Person* child = collection.getPedigrees()->find("1")->getPerson("4");
+    EXPECT_EQ(collection.getNewAlleleName("0", child->getAlleleName(0, 0)) +
+                  collection.getNewAlleleName("0", child->getAlleleName(0, 1)),
+              "23");
+    EXPECT_EQ(collection.getNewAlleleName("0", "99"), "-1");
+    EXPECT_EQ(collection.getNewAlleleName("7", "1"), "nulli");
 
     // X-linked: father 1 copy (3), mother 2 (3, 4), son 1 (4); founders count 2 each.
     Pedigrees xlinked;
@@ -97,11 +98,13 @@ TEST(AlleleCollapsing, RareAllelesMergeIntoTheRarestOtherUntilFrequentEnough) {
     EXPECT_EQ(alleles(merged), "2 4 5 > 1 2 3");
     EXPECT_EQ(merged->getAlleleWithName("2")->getAlleleCount("all"), 3);
     const Pedigree* pedigree0 = collection.getPedigrees()->find("0");
-    const Marker* was12 = pedigree0->getPerson("0")->getMarker("0");
-    const Marker* was34 = pedigree0->getPerson("1")->getMarker("0");
-    EXPECT_EQ(was12->getAllele(0) + was12->getAllele(1) + " " + was34->getAllele(0) + was34->getAllele(1), "22 24");
+    const Person* was12 = pedigree0->getPerson("0");
+    const Person* was34 = pedigree0->getPerson("1");
+    EXPECT_EQ(was12->getAlleleName(0, 0) + was12->getAlleleName(0, 1) + " " + was34->getAlleleName(0, 0) +
+                  was34->getAlleleName(0, 1),
+              "22 24");
     // Two alleles are never merged, however rare one is; exactly 1e-05 is not below the minimum.
     EXPECT_EQ(alleles(collection.getMarkerInfo()->find("1")), "7 8 > 1 2");
-    EXPECT_EQ(pedigree0->getPerson("0")->getMarker("1")->getAllele(0), "7");
+    EXPECT_EQ(pedigree0->getPerson("0")->getAlleleName(1, 0), "7");
     EXPECT_EQ(alleles(collection.getMarkerInfo()->find("2")), "x y z > 1 2 3");
 }

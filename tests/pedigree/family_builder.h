@@ -10,7 +10,8 @@
 
 namespace family_builder {
 
-// A person; genotypes[i] is marker i, "0"/"0" untyped.
+// A person; genotypes[i] is marker i, "0"/"0" untyped. The collection's map must have the
+// markers: the genotype store takes its columns from it.
 struct Row {
     std::string id, father, mother, sex;
     std::vector<std::pair<std::string, std::string>> genotypes = {};
@@ -22,9 +23,12 @@ inline Pedigree* addPersons(Pedigrees& collection, const std::string& pedigreeId
     if (!pedigree) collection.getPedigrees()->insert(pedigree = new Pedigree(pedigreeId));
     for (const Row& r : rows) {
         auto* person = new Person(pedigreeId, r.id, r.father, r.mother, r.sex);
-        for (size_t i = 0; i < r.genotypes.size(); ++i)
-            if (r.genotypes[i] != std::make_pair(std::string("0"), std::string("0")))
-                person->addMarker(new Marker(std::to_string(i), r.genotypes[i].first, r.genotypes[i].second, true));
+        collection.addGenotypeRow(person);
+        for (size_t i = 0; i < r.genotypes.size(); ++i) {
+            if (r.genotypes[i] == std::make_pair(std::string("0"), std::string("0"))) continue;
+            EXPECT_TRUE(collection.setGenotype(person, static_cast<int>(i), r.genotypes[i].first, r.genotypes[i].second))
+                << "person " << r.id << ": no marker " << i << " (read a map with enough markers first)";
+        }
         pedigree->addPerson(person);
     }
     return pedigree;

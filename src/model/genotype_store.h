@@ -1,0 +1,67 @@
+#pragma once
+// Every person's genotypes in one compact store: per person row and marker column two small
+// allele codes, with code 0 for an untyped genotype, and the allele names once per marker.
+// Persons keep only their row; derived pedigrees refer to the rows of the persons they copy.
+// A row's markers lie side by side: reading fills the store row by row, and the checks and
+// the catalogue walk a person's markers in turn.
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+using AlleleCode = std::uint16_t;
+inline constexpr AlleleCode kUntypedAllele = 0;
+
+// One person's genotype at one marker: the codes of its two alleles as read.
+struct GenotypeCodes {
+    AlleleCode first = kUntypedAllele;
+    AlleleCode second = kUntypedAllele;
+    bool isTyped() const { return first != kUntypedAllele; }
+    AlleleCode operator[](int k) const { return k == 0 ? first : second; }
+};
+
+class GenotypeStore {
+public:
+    // The most allele names one marker can hold (codes 1..kMaxAlleleNames).
+    static constexpr int kMaxAlleleNames = 65535;
+
+    // Drops every row and allele name and sets the number of marker columns.
+    void reset(int markers);
+    int getMarkerCount() const { return markers; }
+    int getRowCount() const { return rows; }
+    // Room for this many rows, so that reading neither moves the store nor grows it row by row.
+    void reserveRows(int count);
+    // A new row, untyped at every marker; returns its number.
+    int addRow();
+
+    GenotypeCodes get(int marker, int row) const { return genotypes[at(marker, row)]; }
+    void set(int marker, int row, GenotypeCodes genotype) { genotypes[at(marker, row)] = genotype; }
+    // The code of an allele name at a marker, the name added when new; kUntypedAllele when the
+    // marker already holds kMaxAlleleNames names.
+    AlleleCode codeOf(int marker, std::string_view name);
+    const std::string& getAlleleName(int marker, AlleleCode code) const {
+        return names[static_cast<size_t>(marker)][code];
+    }
+    // Codes 1..count are in use at the marker.
+    int getAlleleNameCount(int marker) const { return static_cast<int>(names[static_cast<size_t>(marker)].size()) - 1; }
+    // The code of an allele name at a marker, or kUntypedAllele when the marker has no such name.
+    AlleleCode findCode(int marker, std::string_view name) const;
+    // Rewrites allele from into allele to in every row of the marker.
+    void replaceAllele(int marker, AlleleCode from, AlleleCode to);
+
+private:
+    size_t at(int marker, int row) const {
+        return static_cast<size_t>(row) * static_cast<size_t>(markers) + static_cast<size_t>(marker);
+    }
+
+    int markers = 0;
+    std::vector<GenotypeCodes> genotypes;
+    // Per marker, the name of every code; entry 0 is the untyped allele "0".
+    std::vector<std::vector<std::string>> names;
+    int rows = 0;
+};
+
+// The marker column of a genotype key ("0", "1", ...): -1 unless the key is the plain decimal
+// text of an index below markerCount.
+int markerColumnOfKey(const std::string& key, int markerCount);
