@@ -195,6 +195,17 @@ bool Varkel::writeSummaryFile(const std::string& base) {
         }
     }
 
+    if (singlepoint || multipoint) {
+        out << "\n\n" << "Likelihood engines - pedigrees each computed" << "\n";
+        out << std::setw(20) << "Analysis" << std::setw(10) << "Native" << std::setw(10) << "FASTLINK" << "\n";
+        const auto row = [&out](const char* name, std::pair<int, int> counts) {
+            out << std::setw(20) << name << std::setw(10) << counts.first << std::setw(10) << counts.second << "\n";
+        };
+        if (singlepoint) row("singlepoint", singlepoint->getEngineCounts());
+        if (nuclear) row("nuclear", nuclear->getEngineCounts());
+        if (multipoint && multipoint->hasResults()) row("multipoint", multipoint->getEngineCounts());
+    }
+
     if (tdt) writeTdtSummary(out, *tdt, *pedigrees->getMarkerMap());
 
     return file.writeTextAndClose();

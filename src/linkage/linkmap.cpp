@@ -416,9 +416,9 @@ bool Linkmap::execute_analysis(const std::vector<std::string>& analysed, const s
     work.columns = columns;
     work.liabilityClasses = liabilityClasses;
     // A LINKMAP run evaluates one trait position (about six points) for a batch of pedigrees
-    // after setting up tables of a few hundred megabytes (measured: about 0.5 ms per pedigree
-    // and point on the shipped example).
-    work.runShare = 5e-4;
+    // after setting up tables of a few hundred megabytes (measured on the shipped example: 14 ms
+    // a point for a pedigree of 14 persons alone, most of it the set-up).
+    work.runShare = 2e-3;
     work.markersPerEvaluation = static_cast<int>(std::max<size_t>(1, largestWindow));
     work.vectors = 3 * static_cast<int>(largestWindow) + 3;
     work.fastlinkUsable = static_cast<int>(largestWindow) <= fastlink_limits::kLociPerRun - 1;
