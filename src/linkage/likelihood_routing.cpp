@@ -10,7 +10,8 @@
 #include "model/pedigrees.h"
 
 std::string EngineRouting::summary(const Pedigrees& pedigrees, const FastlinkPedigreeSet& set) const {
-    std::string line = "Likelihoods: " + IntToString(static_cast<int>(native.size())) + " pedigrees by the native engine, " +
+    std::string line = "Likelihoods: " + IntToString(static_cast<int>(native.size())) +
+                       (native.size() == 1 ? " pedigree" : " pedigrees") + " by the native engine, " +
                        IntToString(static_cast<int>(fastlink.size())) + " by FASTLINK";
     if (!skipped.empty()) line += ", " + IntToString(static_cast<int>(skipped.size())) + " skipped";
     line += "\n";
