@@ -6,6 +6,25 @@ namespace likelihood {
 
 namespace {
 
+// Calls each(next, x, y) for every setting of a person's own meiosis bits on top of `state`:
+// x and y are what pick(source, next) gives for the person's first and second allele (y is -1
+// for a hemizygous male).
+template <class Pick, class Each>
+void forEachMeiosisOf(const InheritanceSpace& space, int person, uint64_t state, const Pick& pick, const Each& each) {
+    const InheritanceSpace::AlleleSource& a = space.firstSource(person);
+    const InheritanceSpace::AlleleSource& b = space.secondSource(person);
+    const bool hemizygous = space.isHemizygous(person);
+    const int bitA = a.parent >= 0 ? a.bit : -1;
+    const int bitB = !hemizygous && b.parent >= 0 ? b.bit : -1;
+    for (int va = 0; va < (bitA >= 0 ? 2 : 1); ++va)
+        for (int vb = 0; vb < (bitB >= 0 ? 2 : 1); ++vb) {
+            uint64_t next = state;
+            if (va) next |= uint64_t(1) << bitA;
+            if (vb) next |= uint64_t(1) << bitB;
+            each(next, pick(a, next), hemizygous ? -1 : pick(b, next));
+        }
+}
+
 // The marker emissions of every state at once: a walk over the persons in order, branching on
 // each person's meiosis bits. The founder alleles are given marker alleles as the typed persons
 // who carry them are reached (both orders where a heterozygous person brings two new ones), so
@@ -51,44 +70,33 @@ private:
             return;
         }
         const int person = order[depth];
-        const InheritanceSpace::AlleleSource& a = space.firstSource(person);
-        const InheritanceSpace::AlleleSource& b = space.secondSource(person);
-        const bool hemizygous = space.isHemizygous(person);
-        const int bitA = a.parent >= 0 ? a.bit : -1;
-        const int bitB = !hemizygous && b.parent >= 0 ? b.bit : -1;
         const GenotypeInput& g = genotypes[static_cast<size_t>(person)];
         const bool typed = g.first > 0 && g.second > 0;
-        for (int va = 0; va < (bitA >= 0 ? 2 : 1); ++va)
-            for (int vb = 0; vb < (bitB >= 0 ? 2 : 1); ++vb) {
-                uint64_t next = state;
-                if (va) next |= uint64_t(1) << bitA;
-                if (vb) next |= uint64_t(1) << bitB;
-                const int u = nodeOf(a, next);
-                const int v = hemizygous ? -1 : nodeOf(b, next);
-                first[static_cast<size_t>(person)] = u;
-                second[static_cast<size_t>(person)] = v;
-                if (!typed) {
-                    visit(depth + 1, next, weight);
-                    continue;
-                }
-                // The genotype's two orders onto (u, v); one when it is homozygous or when the
-                // person is hemizygous (typed as his allele twice) or carries one founder
-                // allele twice.
-                const int orders = g.first == g.second || v < 0 || u == v ? 1 : 2;
-                for (int o = 0; o < orders; ++o) {
-                    const int x = o == 0 ? g.first : g.second;
-                    const int y = o == 0 ? g.second : g.first;
-                    int assigned[2];
-                    int count = 0;
-                    double w = weight;
-                    bool fits;
-                    if (v < 0) fits = x == y && assign(u, x, w, assigned, count);
-                    else if (u == v) fits = x == y && assign(u, x, w, assigned, count);
-                    else fits = assign(u, x, w, assigned, count) && assign(v, y, w, assigned, count);
-                    if (fits) visit(depth + 1, next, w);
-                    undo(assigned, count);
-                }
+        const auto node = [this](const InheritanceSpace::AlleleSource& source, uint64_t next) { return nodeOf(source, next); };
+        forEachMeiosisOf(space, person, state, node, [&](uint64_t next, int u, int v) {
+            first[static_cast<size_t>(person)] = u;
+            second[static_cast<size_t>(person)] = v;
+            if (!typed) {
+                visit(depth + 1, next, weight);
+                return;
             }
+            // The genotype's two orders onto (u, v); one when it is homozygous or when the
+            // person is hemizygous (typed as his allele twice) or carries one founder allele
+            // twice.
+            const int orders = g.first == g.second || v < 0 || u == v ? 1 : 2;
+            for (int o = 0; o < orders; ++o) {
+                const int x = o == 0 ? g.first : g.second;
+                const int y = o == 0 ? g.second : g.first;
+                int assigned[2];
+                int count = 0;
+                double w = weight;
+                bool fits;
+                if (v < 0 || u == v) fits = x == y && assign(u, x, w, assigned, count);
+                else fits = assign(u, x, w, assigned, count) && assign(v, y, w, assigned, count);
+                if (fits) visit(depth + 1, next, w);
+                undo(assigned, count);
+            }
+        });
     }
 
     const InheritanceSpace& space;
@@ -141,25 +149,17 @@ private:
             return;
         }
         const int person = order[depth];
-        const InheritanceSpace::AlleleSource& a = space.firstSource(person);
-        const InheritanceSpace::AlleleSource& b = space.secondSource(person);
-        const bool hemizygous = space.isHemizygous(person);
-        const int bitA = a.parent >= 0 ? a.bit : -1;
-        const int bitB = !hemizygous && b.parent >= 0 ? b.bit : -1;
-        for (int va = 0; va < (bitA >= 0 ? 2 : 1); ++va)
-            for (int vb = 0; vb < (bitB >= 0 ? 2 : 1); ++vb) {
-                uint64_t next = state;
-                if (va) next |= uint64_t(1) << bitA;
-                if (vb) next |= uint64_t(1) << bitB;
-                const int x = alleleOf(a, next);
-                const int y = hemizygous ? 0 : alleleOf(b, next);
-                first[static_cast<size_t>(person)] = x;
-                second[static_cast<size_t>(person)] = y;
-                const double factor = observed[static_cast<size_t>(person)]
-                                          ? factors[static_cast<size_t>(person)][static_cast<size_t>(x + y)]
-                                          : 1.0;
-                visit(depth + 1, next, product * factor);
-            }
+        const auto allele = [this](const InheritanceSpace::AlleleSource& source, uint64_t next) {
+            return alleleOf(source, next);
+        };
+        forEachMeiosisOf(space, person, state, allele, [&](uint64_t next, int x, int y) {
+            first[static_cast<size_t>(person)] = x;
+            second[static_cast<size_t>(person)] = y < 0 ? 0 : y;
+            const double factor = observed[static_cast<size_t>(person)]
+                                      ? factors[static_cast<size_t>(person)][static_cast<size_t>(x + (y < 0 ? 0 : y))]
+                                      : 1.0;
+            visit(depth + 1, next, product * factor);
+        });
     }
 
     const InheritanceSpace& space;

@@ -1,6 +1,8 @@
 #include "linkage/likelihood_routing.h"
 
+#include <algorithm>
 #include <cmath>
+#include <iostream>
 #include <cstdio>
 #include <cstdlib>
 
@@ -77,6 +79,32 @@ EngineRouting routePedigrees(const Pedigrees& pedigrees, const FastlinkPedigreeS
         }
     }
     return routing;
+}
+
+std::vector<char> rerouteOutOfMemory(const Pedigrees& pedigrees, const FastlinkPedigreeSet& set,
+                                     const EngineRouting& routing, const std::vector<size_t>& outOfMemory,
+                                     bool fastlinkUsable, std::vector<size_t>& nativePositions,
+                                     std::vector<size_t>& fastlinkPositions) {
+    const size_t count = routing.native.size();
+    std::vector<char> failed(count, 0);
+    for (size_t task : outOfMemory) failed[task % count] = 1;
+    nativePositions.clear();
+    fastlinkPositions = routing.fastlink;
+    for (size_t i = 0; i < count; ++i) {
+        if (!failed[i]) {
+            nativePositions.push_back(routing.native[i]);
+            continue;
+        }
+        const std::string label = pedigrees.getPedigreeLabel(set.pedigrees[routing.native[i]]);
+        if (pedigrees.getEngineSettings().kind == EngineKind::Auto && fastlinkUsable) {
+            std::cout << "The native engine ran out of memory on pedigree " << label << ": FASTLINK computes it\n";
+            fastlinkPositions.push_back(routing.native[i]);
+        } else {
+            std::cout << "Skipping pedigree " << label << ", since the native engine ran out of memory on it\n";
+        }
+    }
+    std::sort(fastlinkPositions.begin(), fastlinkPositions.end());
+    return failed;
 }
 
 std::string engineTimes(std::chrono::steady_clock::duration native, std::chrono::steady_clock::duration fastlink) {

@@ -43,6 +43,24 @@ struct AnalysisWork {
     std::string analysisName;    // "the singlepoint analysis" in messages
 };
 
+// After the native engine's tasks (numbered trait by trait over the native pedigrees): the
+// pedigrees of tasks that ran out of memory go to FASTLINK when the choice is auto and FASTLINK
+// can take the analysis, else are skipped, each with a message. Fills the positions each engine
+// computes in the end and returns, per native pedigree, whether it failed.
+std::vector<char> rerouteOutOfMemory(const Pedigrees& pedigrees, const FastlinkPedigreeSet& set,
+                                     const EngineRouting& routing, const std::vector<size_t>& outOfMemory,
+                                     bool fastlinkUsable, std::vector<size_t>& nativePositions,
+                                     std::vector<size_t>& fastlinkPositions);
+
+// Drops the entries of the native pedigrees that failed.
+template <class T>
+void dropFailed(std::vector<T>& perPedigree, const std::vector<char>& failed) {
+    std::vector<T> kept;
+    for (size_t i = 0; i < perPedigree.size(); ++i)
+        if (i >= failed.size() || !failed[i]) kept.push_back(std::move(perPedigree[i]));
+    perPedigree = std::move(kept);
+}
+
 // The verbose line of where an analysis's time went.
 std::string engineTimes(std::chrono::steady_clock::duration native, std::chrono::steady_clock::duration fastlink);
 

@@ -257,24 +257,6 @@ void Linkmap::planBatches(const FastlinkPedigreeSet& set, const std::vector<size
     // own (measured on the shipped example: 116 s one pedigree per run, 88 s one run per
     // position). The trait positions give the cores enough runs to share.
     plan.batches = ::planBatches(loads, frequencies);
-    // Beside the native engine FASTLINK gets the few pedigrees it computes sooner, large ones:
-    // each in runs of its own, where it sees only its own alleles (measured on the shipped
-    // example's window-3 scan: four such pedigrees in one batch 21.4 s, alone 3.2 to 5.1 s each).
-    if (nativeToo && loads.size() > 1) {
-        BatchPlan single;
-        for (size_t i = 0; i < loads.size(); ++i) {
-            BatchPlan own = ::planBatches({loads[i]}, frequencies);
-            for (PedigreeBatch& batch : own.batches) {
-                batch.pedigrees = {i};
-                single.batches.push_back(std::move(batch));
-            }
-            for (SkippedPedigree& skipped : own.skipped) {
-                skipped.pedigree = i;
-                single.skipped.push_back(skipped);
-            }
-        }
-        plan.batches = std::move(single);
-    }
     for (PedigreeBatch& batch : plan.batches.batches)
         for (size_t& pedigree : batch.pedigrees) pedigree = positions[pedigree];
     for (SkippedPedigree& skipped : plan.batches.skipped) {
@@ -498,35 +480,12 @@ bool Linkmap::execute_analysis(const std::vector<std::string>& analysed, const s
     const auto nativeEnd = std::chrono::steady_clock::now();
     // Pedigrees the native engine ran out of memory on go to FASTLINK where it can take them,
     // or are skipped.
-    std::vector<size_t> fastlinkPositions = routing.fastlink;
-    std::vector<size_t> nativePositions = routing.native;
-    if (!outOfMemory.empty()) {
-        std::vector<char> failed(nativeCount, 0);
-        for (size_t task : outOfMemory) failed[task % nativeCount] = 1;
-        nativePositions.clear();
-        for (size_t i = 0; i < nativeCount; ++i) {
-            if (!failed[i]) {
-                nativePositions.push_back(routing.native[i]);
-                continue;
-            }
-            const std::string label = pedigrees->getPedigreeLabel(set.pedigrees[routing.native[i]]);
-            if (pedigrees->getEngineSettings().kind == EngineKind::Auto && work.fastlinkUsable) {
-                std::cout << "The native engine ran out of memory on pedigree " << label << ": FASTLINK computes it\n";
-                fastlinkPositions.push_back(routing.native[i]);
-            } else {
-                std::cout << "Skipping pedigree " << label << ", since the native engine ran out of memory on it\n";
-            }
-        }
-        std::sort(fastlinkPositions.begin(), fastlinkPositions.end());
-        for (auto& phenotype : nativeResults)
-            for (auto& window : phenotype)
-                for (NativePositionValues& position : window) {
-                    NativePositionValues kept;
-                    for (size_t i = 0; i < position.size(); ++i)
-                        if (!failed[i]) kept.push_back(position[i]);
-                    position = kept;
-                }
-    }
+    std::vector<size_t> nativePositions, fastlinkPositions;
+    const std::vector<char> failed = rerouteOutOfMemory(*pedigrees, set, routing, outOfMemory, work.fastlinkUsable,
+                                                        nativePositions, fastlinkPositions);
+    for (auto& phenotype : nativeResults)
+        for (auto& window : phenotype)
+            for (NativePositionValues& position : window) dropFailed(position, failed);
     for (WindowPlan& plan : plans)
         if (plan.skipMessage.empty()) planBatches(set, fastlinkPositions, !nativePositions.empty(), plan);
 

@@ -357,34 +357,11 @@ bool MLink::run(const std::string& mode, const std::string& markerName, const st
     }
     const auto nativeEnd = std::chrono::steady_clock::now();
     // Pedigrees the native engine ran out of memory on go to FASTLINK, or are skipped.
-    std::vector<size_t> fastlinkPositions = routing.fastlink;
-    std::vector<size_t> nativePositions = routing.native;
-    if (!outOfMemory.empty()) {
-        std::vector<char> failed(routing.native.size(), 0);
-        for (size_t task : outOfMemory) failed[task % routing.native.size()] = 1;
-        nativePositions.clear();
-        for (size_t i = 0; i < routing.native.size(); ++i) {
-            if (!failed[i]) {
-                nativePositions.push_back(routing.native[i]);
-                continue;
-            }
-            const std::string label = pedigrees->getPedigreeLabel(set.pedigrees[routing.native[i]]);
-            if (pedigrees->getEngineSettings().kind == EngineKind::Auto) {
-                std::cout << "The native engine ran out of memory on pedigree " << label << ": FASTLINK computes it\n";
-                fastlinkPositions.push_back(routing.native[i]);
-            } else {
-                std::cout << "Skipping pedigree " << label << ", since the native engine ran out of memory on it\n";
-            }
-        }
-        std::sort(fastlinkPositions.begin(), fastlinkPositions.end());
-        for (auto& phenotype : nativeResults)
-            for (NativeMarkerValues& marker : phenotype) {
-                NativeMarkerValues kept;
-                for (size_t i = 0; i < marker.size(); ++i)
-                    if (!failed[i]) kept.push_back(marker[i]);
-                marker = kept;
-            }
-    }
+    std::vector<size_t> nativePositions, fastlinkPositions;
+    const std::vector<char> failed =
+        rerouteOutOfMemory(*pedigrees, set, routing, outOfMemory, true, nativePositions, fastlinkPositions);
+    for (auto& phenotype : nativeResults)
+        for (NativeMarkerValues& marker : phenotype) dropFailed(marker, failed);
     for (MarkerPlan& plan : plans)
         if (plan.skipMessage.empty()) planBatches(set, fastlinkPositions, !nativePositions.empty(), plan);
 
