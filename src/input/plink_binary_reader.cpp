@@ -109,13 +109,7 @@ int Pedigrees::readPlinkBinaryFiles(const std::string& prefix, const std::string
                     std::to_string(expected));
 
     Pedigrees check;
-    check.setAffectionColumn(affectionColumn);
-    check.setXlinked(xlinked);
-    check.setVerbose(verbose);
-    check.setOutputPrefix(outputPrefix);
-    check.setSetMeMissing(setMeMissing);
-    check.setPostMakeped(false);
-    check.setMarkerMap(markerMap);
+    prepareValidation(check);
     check.personsOnly = true;
     if (!check.readPedigreeFile(famName)) {
         check.setMarkerMap(nullptr);

@@ -19,14 +19,7 @@ int Pedigrees::readAndConvertPreToLinkage(const std::string& fileName) {
 
     // Validation pass on the file as the user wrote it, sharing this collection's map.
     Pedigrees check;
-    check.setAffectionColumn(affectionColumn);
-    check.setLiabilityColumn(liabilityColumn);
-    check.setXlinked(xlinked);
-    check.setVerbose(verbose);
-    check.setOutputPrefix(outputPrefix);
-    check.setSetMeMissing(setMeMissing);
-    check.setPostMakeped(false);
-    check.setMarkerMap(markerMap);
+    prepareValidation(check);
     const int validated = check.readPedigreeFile(fileName);
     // A map generated from the file's columns during validation belongs to this collection.
     markerCount = markerMap->getMarkerCount();
@@ -78,4 +71,15 @@ int Pedigrees::convertCheckedPedigrees(Pedigrees& check, const std::string& file
     const int read = readPedigreeFile(convertedName);
     genotypeRowsByUserIds = nullptr;
     return read;
+}
+
+void Pedigrees::prepareValidation(Pedigrees& check) const {
+    check.setAffectionColumn(affectionColumn);
+    check.setLiabilityColumn(liabilityColumn);
+    check.setXlinked(xlinked);
+    check.setVerbose(verbose);
+    check.setOutputPrefix(outputPrefix);
+    check.setSetMeMissing(setMeMissing);
+    check.setPostMakeped(false);
+    check.setMarkerMap(markerMap);
 }

@@ -1,6 +1,5 @@
 #include "likelihood/emissions.h"
 
-#include <algorithm>
 
 namespace likelihood {
 

@@ -73,19 +73,6 @@ std::string InheritanceSpace::build(const PedigreeInput& pedigree, bool xlinked,
     return "";
 }
 
-void InheritanceSpace::founderAllelesOf(uint64_t state, int* first, int* second) const {
-    const auto pick = [&](const AlleleSource& source) {
-        if (source.parent < 0) return source.founderAllele;
-        const bool takeSecond = source.bit >= 0 && ((state >> source.bit) & 1);
-        return takeSecond ? second[source.parent] : first[source.parent];
-    };
-    for (int i : order) {
-        const PersonSources& s = sources[static_cast<size_t>(i)];
-        first[i] = pick(s.first);
-        second[i] = s.hemizygous ? -1 : pick(s.second);
-    }
-}
-
 void InheritanceSpace::transition(double theta, double* values) const {
     if (theta == 0.0) return;
     const double keep = 1.0 - theta;

@@ -28,10 +28,6 @@ public:
     int personCount() const { return static_cast<int>(sources.size()); }
     bool isHemizygous(int person) const { return sources[static_cast<size_t>(person)].hemizygous; }
 
-    // The founder allele that each person carries as first and second allele in a state; the
-    // second is -1 for a hemizygous male. Arrays of personCount() entries.
-    void founderAllelesOf(uint64_t state, int* first, int* second) const;
-
     // Moves a vector over the states across an interval with recombination fraction theta.
     void transition(double theta, double* values) const;
 

@@ -81,6 +81,13 @@ EngineRouting routePedigrees(const Pedigrees& pedigrees, const FastlinkPedigreeS
     return routing;
 }
 
+bool nativeTraitModel(const Locus* trait, bool xlinked, likelihood::TraitModel& model) {
+    std::string whyNot;
+    if (likelihoodTraitModel(trait, xlinked, model, whyNot)) return true;
+    std::cout << "Error: The native likelihood engine cannot take the trait: " << whyNot << "\n";
+    return false;
+}
+
 std::vector<char> rerouteOutOfMemory(const Pedigrees& pedigrees, const FastlinkPedigreeSet& set,
                                      const EngineRouting& routing, const std::vector<size_t>& outOfMemory,
                                      bool fastlinkUsable, std::vector<size_t>& nativePositions,

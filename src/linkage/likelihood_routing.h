@@ -64,6 +64,9 @@ void dropFailed(std::vector<T>& perPedigree, const std::vector<char>& failed) {
 // The verbose line of where an analysis's time went.
 std::string engineTimes(std::chrono::steady_clock::duration native, std::chrono::steady_clock::duration fastlink);
 
+// The trait as the native engine takes it; false, with the reason printed, when it cannot.
+bool nativeTraitModel(const Locus* trait, bool xlinked, likelihood::TraitModel& model);
+
 EngineRouting routePedigrees(const Pedigrees& pedigrees, const FastlinkPedigreeSet& set, const AnalysisWork& work);
 
 // The natural-log likelihood as FASTLINK writes it: six decimals, and -1e20 for data that

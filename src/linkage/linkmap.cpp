@@ -434,11 +434,7 @@ bool Linkmap::execute_analysis(const std::vector<std::string>& analysed, const s
     const size_t nativeCount = routing.native.size();
     if (nativeCount > 0) {
         likelihood::TraitModel traitModel;
-        std::string whyNot;
-        if (!likelihoodTraitModel(trait, model->getXlinked() != 0, traitModel, whyNot)) {
-            std::cout << "Error: The native likelihood engine cannot take the trait: " << whyNot << "\n";
-            return false;
-        }
+        if (!nativeTraitModel(trait, model->getXlinked() != 0, traitModel)) return false;
         for (auto& phenotype : nativeResults)
             for (size_t w = 0; w < windows; ++w)
                 if (plans[w].skipMessage.empty())

@@ -322,11 +322,7 @@ bool MLink::run(const std::string& mode, const std::string& markerName, const st
     std::vector<size_t> outOfMemory;
     if (!routing.native.empty()) {
         likelihood::TraitModel traitModel;
-        std::string whyNot;
-        if (!likelihoodTraitModel(trait, model->getXlinked() != 0, traitModel, whyNot)) {
-            std::cout << "Error: The native likelihood engine cannot take the trait: " << whyNot << "\n";
-            return false;
-        }
+        if (!nativeTraitModel(trait, model->getXlinked() != 0, traitModel)) return false;
         for (auto& phenotype : nativeResults)
             for (size_t m = 0; m < plans.size(); ++m)
                 if (plans[m].skipMessage.empty()) phenotype[m].resize(routing.native.size());

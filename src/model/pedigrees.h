@@ -140,6 +140,9 @@ public:
     int readPedigreeFile(const std::string& fileName);
     int makeMapFile(const std::string& fileName);
     int readAndConvertPreToLinkage(const std::string& fileName);
+    // Gives a collection that checks the persons as the user wrote them this collection's
+    // reading settings and its marker map (shared, not owned).
+    void prepareValidation(Pedigrees& check) const;
     // PLINK binary files PREFIX.bed, .bim, .fam: the map from the .bim file (map function
     // "haldane" or "kosambi"), the persons from the .fam file, the genotypes from the .bed
     // file; checked and converted like a pre-MAKEPED file. 1 on success.
