@@ -24,20 +24,20 @@ int defaultMaxBits(int threads, int vectors) {
 }
 
 // Seconds per unit of work, measured on the shipped example (one pedigree at a time, window 3,
-// bench/engines.sh): a leaf of the trait's walk, a state and person of a marker's walk, a
+// bench/engines.sh): a value of the trait's walk, a state and person of a marker's walk, a
 // state and bit of a transition, a state of a sum; FASTLINK's per person and squared haplotype
 // of one evaluation.
 namespace {
-const double kTraitLeaf = 4e-9;
+const double kTraitValue = 5e-9;
 const double kMarkerStatePerson = 1e-9;
-const double kTransitionStateBit = 1.8e-9;
+const double kTransitionStateBit = 0.25e-9;
 const double kSumState = 1e-9;
 const double kFastlinkPersonHaplotype2 = 3e-9;
 }  // namespace
 
 double nativeSeconds(const PedigreeCost& cost) {
     const double states = std::ldexp(1.0, cost.bits);
-    return kTraitLeaf * std::ldexp(states, std::min(cost.founderAlleles, 40)) * cost.traitEmissions +
+    return kTraitValue * cost.traitWork * cost.traitEmissions +
            kMarkerStatePerson * states * cost.persons * cost.markerEmissions +
            kTransitionStateBit * states * (cost.bits + 1) * cost.transitions + kSumState * states * cost.sums;
 }

@@ -26,7 +26,7 @@ struct PedigreeCost {
     std::string whyNotNative;
     bool fastlinkUsable = true;
     int bits = 0;            // free meiosis bits
-    int founderAlleles = 0;  // the trait's emissions sum over their 2^n assignments
+    double traitWork = 1.0;  // values the trait's emission walk computes
     int persons = 0;
     // The native engine's work: trait and marker emissions, transitions of a vector over the
     // states, and sums over the states.

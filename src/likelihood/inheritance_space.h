@@ -28,8 +28,10 @@ public:
     int personCount() const { return static_cast<int>(sources.size()); }
     bool isHemizygous(int person) const { return sources[static_cast<size_t>(person)].hemizygous; }
 
-    // Moves a vector over the states across an interval with recombination fraction theta.
-    void transition(double theta, double* values) const;
+    // Moves a vector over the states across an interval with recombination fraction theta:
+    // `to` gets `from` moved (they may be the same vector).
+    void transition(double theta, const double* from, double* to) const;
+    void transition(double theta, double* values) const { transition(theta, values, values); }
 
     struct AlleleSource {
         int parent = -1;  // -1: a founder allele of its own
@@ -43,6 +45,8 @@ public:
     const AlleleSource& secondSource(int person) const { return sources[static_cast<size_t>(person)].second; }
 
 private:
+    void placeGroupBits();
+
     struct PersonSources {
         AlleleSource first, second;
         bool hemizygous = false;

@@ -29,69 +29,87 @@ void ScaledVector::normalise() {
 
 TwoPointTrait::TwoPointTrait(const InheritanceSpace& space, const ScaledVector& trait,
                              const std::vector<double>& fractions)
-    : bits(space.bits()), logScale(trait.logScale) {
-    for (double theta : fractions) {
-        moved.push_back(trait.values);
-        space.transition(theta, moved.back().data());
-    }
+    : space(space), trait(trait), fractions(fractions) {}
+
+void TwoPointTrait::add(std::vector<EmissionTerm>& terms, double logScale) {
+    // In state order, each state once: the sums then read the moved trait front to back.
+    std::sort(terms.begin(), terms.end(), [](const EmissionTerm& a, const EmissionTerm& b) { return a.state < b.state; });
+    std::vector<EmissionTerm> merged;
+    for (const EmissionTerm& term : terms)
+        if (!merged.empty() && merged.back().state == term.state) merged.back().weight += term.weight;
+        else merged.push_back(term);
+    pendingTerms += merged.size();
+    pending.push_back({std::move(merged), logScale});
+    if (pendingTerms >= std::max<size_t>(size_t(1) << 20, 2 * trait.values.size())) flush();
 }
 
-std::vector<double> TwoPointTrait::lnLikelihoods(const ScaledVector& marker) const {
-    std::vector<double> lnLikelihoods;
-    for (const std::vector<double>& trait : moved) {
-        double sum = 0.0;
-        for (size_t s = 0; s < trait.size(); ++s) sum += trait[s] * marker.values[s];
-        lnLikelihoods.push_back(lnSum(sum, logScale + marker.logScale, bits));
+void TwoPointTrait::flush() {
+    const size_t first = results.size();
+    for (size_t m = 0; m < pending.size(); ++m) results.emplace_back(fractions.size());
+    moved.resize(trait.values.size());
+    for (size_t f = 0; f < fractions.size(); ++f) {
+        space.transition(fractions[f], trait.values.data(), moved.data());
+        for (size_t m = 0; m < pending.size(); ++m) {
+            double sum = 0.0;
+            for (const EmissionTerm& term : pending[m].terms) sum += term.weight * moved[term.state];
+            results[first + m][f] = lnSum(sum, trait.logScale + pending[m].logScale, space.bits());
+        }
     }
-    return lnLikelihoods;
+    pending.clear();
+    pendingTerms = 0;
 }
 
-MarkerWindow::MarkerWindow(const InheritanceSpace& space, const std::vector<ScaledVector>& markers,
-                           const std::vector<double>& fractions)
-    : space(space), forward(markers.size()), backward(markers.size()) {
-    const size_t k = markers.size();
-    forward[0] = markers[0];
-    for (size_t i = 1; i < k; ++i) {
-        ScaledVector& f = forward[i];
-        f = forward[i - 1];
-        space.transition(fractions[i - 1], f.values.data());
-        for (size_t s = 0; s < f.values.size(); ++s) f.values[s] *= markers[i].values[s];
-        f.logScale += markers[i].logScale;
-        f.normalise();
+const std::vector<std::vector<double>>& TwoPointTrait::lnLikelihoods() {
+    if (!pending.empty()) flush();
+    return results;
+}
+
+namespace {
+
+// `to` = `from` moved across theta, times the emission, with their scales.
+void moveAndEmit(const InheritanceSpace& space, const ScaledVector& from, double theta, const ScaledVector& emission,
+                 ScaledVector& to) {
+    to.values.resize(from.values.size());
+    space.transition(theta, from.values.data(), to.values.data());
+    for (size_t s = 0; s < to.values.size(); ++s) to.values[s] *= emission.values[s];
+    to.logScale = from.logScale + emission.logScale;
+    to.normalise();
+}
+
+}  // namespace
+
+void MarkerWindow::sweep(const std::vector<ScaledVector>& emissions, const std::vector<double>& fractions) {
+    markers = emissions.size();
+    if (forward.size() < markers) {
+        forward.resize(markers);
+        backward.resize(markers);
     }
-    backward[k - 1] = markers[k - 1];
-    for (size_t i = k - 1; i-- > 0;) {
-        ScaledVector& b = backward[i];
-        b = backward[i + 1];
-        space.transition(fractions[i], b.values.data());
-        for (size_t s = 0; s < b.values.size(); ++s) b.values[s] *= markers[i].values[s];
-        b.logScale += markers[i].logScale;
-        b.normalise();
-    }
+    forward[0] = emissions[0];
+    for (size_t i = 1; i < markers; ++i) moveAndEmit(space, forward[i - 1], fractions[i - 1], emissions[i], forward[i]);
+    backward[markers - 1] = emissions[markers - 1];
+    for (size_t i = markers - 1; i-- > 0;) moveAndEmit(space, backward[i + 1], fractions[i], emissions[i], backward[i]);
 }
 
 double MarkerWindow::lnLikelihood(const ScaledVector& trait, int position, double left, double right) {
-    const int k = static_cast<int>(forward.size());
+    const int k = static_cast<int>(markers);
     const size_t n = trait.values.size();
     double sum = 0.0;
     double logScale = trait.logScale;
-    if (position == 0) {
-        rightPart = backward[0].values;
-        space.transition(left, rightPart.data());
+    if (position == 0 || position == k) {
+        const ScaledVector& side = position == 0 ? backward[0] : forward[static_cast<size_t>(k - 1)];
+        rightPart.resize(n);
+        space.transition(left, side.values.data(), rightPart.data());
         for (size_t s = 0; s < n; ++s) sum += trait.values[s] * rightPart[s];
-        logScale += backward[0].logScale;
-    } else if (position == k) {
-        leftPart = forward[static_cast<size_t>(k - 1)].values;
-        space.transition(left, leftPart.data());
-        for (size_t s = 0; s < n; ++s) sum += trait.values[s] * leftPart[s];
-        logScale += forward[static_cast<size_t>(k - 1)].logScale;
+        logScale += side.logScale;
     } else {
-        leftPart = forward[static_cast<size_t>(position - 1)].values;
-        rightPart = backward[static_cast<size_t>(position)].values;
-        space.transition(left, leftPart.data());
-        space.transition(right, rightPart.data());
+        const ScaledVector& before = forward[static_cast<size_t>(position - 1)];
+        const ScaledVector& after = backward[static_cast<size_t>(position)];
+        leftPart.resize(n);
+        rightPart.resize(n);
+        space.transition(left, before.values.data(), leftPart.data());
+        space.transition(right, after.values.data(), rightPart.data());
         for (size_t s = 0; s < n; ++s) sum += leftPart[s] * trait.values[s] * rightPart[s];
-        logScale += forward[static_cast<size_t>(position - 1)].logScale + backward[static_cast<size_t>(position)].logScale;
+        logScale += before.logScale + after.logScale;
     }
     return lnSum(sum, logScale, space.bits());
 }

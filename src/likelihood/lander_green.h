@@ -6,6 +6,7 @@
 
 #include <vector>
 
+#include "likelihood/emissions.h"
 #include "likelihood/inheritance_space.h"
 
 namespace likelihood {
@@ -13,33 +14,51 @@ namespace likelihood {
 // Values over the inheritance states times exp(logScale): kept near 1 so that products over
 // many loci neither underflow nor overflow.
 struct ScaledVector {
-    std::vector<double> values;
+    StateValues values;
     double logScale = 0.0;
     // Divides by the largest value and adds its logarithm to the scale; an all-zero vector
     // gets the scale -infinity.
     void normalise();
 };
 
-// The trait moved across each of a list of recombination fractions once; ln L of the trait
-// and any marker at those fractions is then one sum over the states per fraction, since
-// L(theta) = sum over s of marker(s) (T_theta trait)(s).
+// ln L of the trait and each of many markers at a list of recombination fractions, since
+// L(theta) = sum over s of marker(s) (T_theta trait)(s): the trait is moved across a fraction
+// once for a batch of markers, and each marker costs a sum over its possible states. Markers
+// are batched up to a budget of terms, so that only one moved trait is held at a time.
 class TwoPointTrait {
 public:
     TwoPointTrait(const InheritanceSpace& space, const ScaledVector& trait, const std::vector<double>& fractions);
-    std::vector<double> lnLikelihoods(const ScaledVector& marker) const;
+    // A marker's emission terms and the logarithm of their scale.
+    void add(std::vector<EmissionTerm>& terms, double logScale);
+    // ln L per marker, in the order added, and fraction.
+    const std::vector<std::vector<double>>& lnLikelihoods();
 
 private:
-    int bits;
-    double logScale;
-    std::vector<std::vector<double>> moved;  // per fraction
+    void flush();
+
+    const InheritanceSpace& space;
+    const ScaledVector& trait;
+    const std::vector<double>& fractions;
+    StateValues moved;
+    struct Marker {
+        std::vector<EmissionTerm> terms;
+        double logScale;
+    };
+    std::vector<Marker> pending;
+    size_t pendingTerms = 0;
+    std::vector<std::vector<double>> results;
 };
 
 // Adjacent markers with fixed fractions between them, swept once; the trait is then placed
-// anywhere in or beside the window.
+// anywhere in or beside the window. One object serves every window of a pedigree, so that its
+// vectors are allocated once.
 class MarkerWindow {
 public:
-    MarkerWindow(const InheritanceSpace& space, const std::vector<ScaledVector>& markers,
-                 const std::vector<double>& fractions);
+    explicit MarkerWindow(const InheritanceSpace& space) : space(space) {}
+
+    // Sweeps the markers of a window (at least one) forward and backward; fractions[i] lies
+    // between markers i and i + 1.
+    void sweep(const std::vector<ScaledVector>& markers, const std::vector<double>& fractions);
 
     // ln L with the trait at `position`: 0 before the first marker at fraction `left` to it;
     // p between markers p-1 and p at `left` to the one and `right` to the other; the number of
@@ -48,9 +67,10 @@ public:
 
 private:
     const InheritanceSpace& space;
+    size_t markers = 0;
     std::vector<ScaledVector> forward;  // markers 0..i given, ending in marker i's emission
     std::vector<ScaledVector> backward; // marker i's emission and everything after it
-    std::vector<double> leftPart, rightPart;
+    StateValues leftPart, rightPart;
 };
 
 }  // namespace likelihood

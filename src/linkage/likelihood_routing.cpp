@@ -8,6 +8,7 @@
 
 #include "driver/utilities.h"
 #include "engine/engine_choice.h"
+#include "likelihood/emissions.h"
 #include "likelihood/inheritance_space.h"
 #include "model/pedigrees.h"
 
@@ -57,7 +58,7 @@ EngineRouting routePedigrees(const Pedigrees& pedigrees, const FastlinkPedigreeS
             cost.nativeUsable = cost.whyNotNative.empty();
         }
         cost.bits = cost.nativeUsable ? space.bits() : 0;
-        cost.founderAlleles = cost.nativeUsable ? space.founderAlleleCount() : 0;
+        cost.traitWork = cost.nativeUsable ? likelihood::traitEmissionWork(space) : 0.0;
         cost.persons = pedigree->getPersonTree()->getCount();
         // FASTLINK's haplotypes: the trait's two alleles times each marker's carried alleles
         // and the lumped rest, over the markers of one evaluation (a typical marker's count).

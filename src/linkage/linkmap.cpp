@@ -450,17 +450,19 @@ bool Linkmap::execute_analysis(const std::vector<std::string>& analysed, const s
             likelihood::ScaledVector traitEmission;
             likelihood::traitEmissions(space, input.persons, traitModel, traitEmission.values);
             traitEmission.normalise();
+            likelihood::MarkerWindow sweep(space);
+            std::vector<likelihood::ScaledVector> markers;
             for (size_t w = 0; w < windows; ++w) {
                 const WindowPlan& plan = plans[w];
                 if (!plan.skipMessage.empty()) continue;
-                std::vector<likelihood::ScaledVector> markers(plan.columns.size());
+                markers.resize(plan.columns.size());
                 for (size_t m = 0; m < plan.columns.size(); ++m) {
+                    markers[m].logScale = 0.0;
                     likelihood::markerEmissions(space, input.genotypes[columnOf.at(plan.columns[m].markerIndex)],
                                                 plan.loci[m]->getAlleleFrequencies(), markers[m].values);
                     markers[m].normalise();
                 }
-                likelihood::MarkerWindow sweep(space, markers, plan.fractions);
-                markers.clear();
+                sweep.sweep(markers, plan.fractions);
                 const int k = static_cast<int>(plan.columns.size());
                 for (int t = 0; t <= k; ++t) {
                     std::vector<double>& values = nativeResults[p][w][static_cast<size_t>(t)][i];

@@ -311,7 +311,8 @@ bool MLink::run(const std::string& mode, const std::string& markerName, const st
     // about 0.1 ms per pedigree and theta on the benchmark scan).
     work.runShare = 1e-4;
     work.analysisName = nuclear ? "the nuclear singlepoint analysis" : "the singlepoint analysis";
-    work.vectors = static_cast<int>(mlinkFractions().size()) + 3;
+    // The trait, its moved copy and a batch of marker terms of up to twice the states.
+    work.vectors = 6;
     const EngineRouting routing = routePedigrees(*pedigrees, set, work);
     engineCounts = {static_cast<int>(routing.native.size()), static_cast<int>(routing.fastlink.size())};
 
@@ -336,19 +337,22 @@ bool MLink::run(const std::string& mode, const std::string& markerName, const st
                                           work.columns, input, ignored);
             likelihood::InheritanceSpace space;
             likelihood::InheritanceSpace::build(input, model->getXlinked() != 0, space);
-            likelihood::ScaledVector traitEmission, markerEmission;
+            likelihood::ScaledVector traitEmission;
             likelihood::traitEmissions(space, input.persons, traitModel, traitEmission.values);
             traitEmission.normalise();
-            const likelihood::TwoPointTrait movedTrait(space, traitEmission, fractions);
+            likelihood::TwoPointTrait twoPoint(space, traitEmission, fractions);
+            std::vector<likelihood::EmissionTerm> marker;
             size_t column = 0;
             for (size_t m = 0; m < plans.size(); ++m) {
                 if (!plans[m].skipMessage.empty()) continue;
-                markerEmission.logScale = 0.0;
-                likelihood::markerEmissions(space, input.genotypes[column++], plans[m].locus->getAlleleFrequencies(),
-                                            markerEmission.values);
-                markerEmission.normalise();
-                nativeResults[p][m][i] = movedTrait.lnLikelihoods(markerEmission);
+                const double logScale = likelihood::markerEmissionTerms(
+                    space, input.genotypes[column++], plans[m].locus->getAlleleFrequencies(), marker);
+                twoPoint.add(marker, logScale);
             }
+            const std::vector<std::vector<double>>& lnLikelihoods = twoPoint.lnLikelihoods();
+            size_t analysed = 0;
+            for (size_t m = 0; m < plans.size(); ++m)
+                if (plans[m].skipMessage.empty()) nativeResults[p][m][i] = lnLikelihoods[analysed++];
         });
     }
     const auto nativeEnd = std::chrono::steady_clock::now();

@@ -13,7 +13,11 @@ void TidyTable::addRow(std::vector<std::string> fields) {
     if (fields.size() != columns.size())
         throw std::logic_error("tidy table row with " + std::to_string(fields.size()) + " fields for " +
                                std::to_string(columns.size()) + " columns");
-    rows.push_back(std::move(fields));
+    for (std::size_t i = 0; i < fields.size(); ++i) {
+        if (i) body += '\t';
+        body += fields[i];
+    }
+    body += '\n';
 }
 
 std::string TidyTable::number(double value) {
@@ -26,18 +30,10 @@ std::string TidyTable::number(double value) {
 
 std::string TidyTable::number(long value) { return std::to_string(value); }
 
-static void writeLine(std::ostream& out, const std::vector<std::string>& fields) {
-    for (std::size_t i = 0; i < fields.size(); ++i) {
-        if (i) out << '\t';
-        out << fields[i];
-    }
-    out << '\n';
-}
-
 bool TidyTable::write(const std::string& fileName) const {
     File file;
     if (!file.openForWriting(fileName)) return false;
-    writeLine(file.text, columns);
-    for (const auto& row : rows) writeLine(file.text, row);
+    for (std::size_t i = 0; i < columns.size(); ++i) file.text << (i ? "\t" : "") << columns[i];
+    file.text << '\n' << body;
     return file.writeTextAndClose();
 }

@@ -23,5 +23,6 @@ public:
 
 private:
     std::vector<std::string> columns;
-    std::vector<std::vector<std::string>> rows;
+    std::string body;  // the rows as they will be written
+
 };
