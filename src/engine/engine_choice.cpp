@@ -23,24 +23,28 @@ int defaultMaxBits(int threads, int vectors) {
     return std::max(1, std::min(40, static_cast<int>(std::floor(std::log2(memory / perState)))));
 }
 
-// Seconds per unit of work, measured on the shipped example (one pedigree at a time, window 3,
-// bench/engines.sh): a value of the trait's walk, a state and person of a marker's walk, a
-// state and bit of a transition, a state of a sum; FASTLINK's per person and squared haplotype
-// of one evaluation.
+// Seconds per unit of work, measured one pedigree at a time on the shipped example and on the
+// singlepoint scan of bench/engines.sh: a value of the trait's walk, a state of a marker's walk
+// (which drops the states a marker rules out), a state and bit of a transition, a state of a
+// sum, a genotype product of peeling; FASTLINK's per person and squared haplotype of one
+// evaluation.
 namespace {
-const double kTraitValue = 5e-9;
-const double kMarkerStatePerson = 1e-9;
+const double kTraitValue = 3.5e-9;
+const double kMarkerState = 1e-9;
 const double kTransitionStateBit = 0.25e-9;
 const double kSumState = 1e-9;
+const double kPeelProduct = 3e-10;
 const double kFastlinkPersonHaplotype2 = 3e-9;
 }  // namespace
 
 double nativeSeconds(const PedigreeCost& cost) {
     const double states = std::ldexp(1.0, cost.bits);
     return kTraitValue * cost.traitWork * cost.traitEmissions +
-           kMarkerStatePerson * states * cost.persons * cost.markerEmissions +
+           kMarkerState * states * cost.markerEmissions +
            kTransitionStateBit * states * (cost.bits + 1) * cost.transitions + kSumState * states * cost.sums;
 }
+
+double peelingSeconds(const PedigreeCost& cost) { return kPeelProduct * cost.peelingWork; }
 
 double fastlinkSeconds(const PedigreeCost& cost) {
     return cost.evaluations *
@@ -49,12 +53,16 @@ double fastlinkSeconds(const PedigreeCost& cost) {
 
 RouteDecision chooseEngine(const EngineSettings& settings, const PedigreeCost& cost) {
     RouteDecision decision;
-    const bool withinBudget = cost.bits <= settings.maxBits;
-    const bool native = cost.nativeUsable && withinBudget;
-    const std::string whyNotNative =
+    const bool vectors = cost.nativeUsable && cost.bits <= settings.maxBits;
+    const bool peeling = cost.peelingUsable && std::isfinite(cost.peelingWork);
+    const bool native = vectors || peeling;
+    decision.peel = peeling && (!vectors || peelingSeconds(cost) < nativeSeconds(cost));
+    const double nativeCost = decision.peel ? peelingSeconds(cost) : nativeSeconds(cost);
+    std::string whyNotNative =
         !cost.nativeUsable ? cost.whyNotNative
                            : std::to_string(cost.bits) + " meiosis bits, more than the native engine's budget of " +
                                  std::to_string(settings.maxBits) + " (--max-bits)";
+    if (cost.nativeUsable && !peeling) whyNotNative += ", and " + cost.whyNotPeeling;
     switch (settings.kind) {
     case EngineKind::Fastlink:
         decision.route = Route::Fastlink;
@@ -64,7 +72,7 @@ RouteDecision chooseEngine(const EngineSettings& settings, const PedigreeCost& c
         if (!native) decision.reason = whyNotNative;
         break;
     case EngineKind::Auto:
-        if (native && (!cost.fastlinkUsable || nativeSeconds(cost) <= fastlinkSeconds(cost))) decision.route = Route::Native;
+        if (native && (!cost.fastlinkUsable || nativeCost <= fastlinkSeconds(cost))) decision.route = Route::Native;
         else if (cost.fastlinkUsable) decision.route = Route::Fastlink;
         else {
             decision.route = Route::Skip;
@@ -72,5 +80,6 @@ RouteDecision chooseEngine(const EngineSettings& settings, const PedigreeCost& c
         }
         break;
     }
+    if (decision.route != Route::Native) decision.peel = false;
     return decision;
 }

@@ -10,6 +10,7 @@
 #include "engine/engine_choice.h"
 #include "likelihood/emissions.h"
 #include "likelihood/inheritance_space.h"
+#include "likelihood/peeling.h"
 #include "model/pedigrees.h"
 
 std::string EngineRouting::summary(const Pedigrees& pedigrees, const FastlinkPedigreeSet& set) const {
@@ -23,11 +24,30 @@ std::string EngineRouting::summary(const Pedigrees& pedigrees, const FastlinkPed
             if (group.second->empty()) continue;
             line += std::string("  ") + group.first + ":";
             for (size_t position : *group.second)
-                line += " " + pedigrees.getPedigreeLabel(set.pedigrees[position]) + " (" + IntToString(bits[position]) + " bits)";
+                line += " " + pedigrees.getPedigreeLabel(set.pedigrees[position]) +
+                        (peeled[position] ? std::string(" (peeled)") : " (" + IntToString(bits[position]) + " bits)");
             line += "\n";
         }
     }
     return line;
+}
+
+// Peeling's genotype products over every likelihood of the analysis, for each trait; `whyNot`
+// says why a pedigree cannot be peeled (loops, X-linked data, too many genotypes).
+static double peelingWork(const Pedigrees& pedigrees, const Pedigree* pedigree, const AnalysisWork& work,
+                          std::string& whyNot) {
+    likelihood::PedigreeInput input;
+    std::string ignored;
+    pedigrees.getLikelihoodInput(pedigree, work.traits.front(), work.liabilityClasses, work.columns, input, ignored);
+    likelihood::LocusModel model;
+    for (const std::vector<double>* frequencies : work.frequencies) model.markerFrequencies.push_back(*frequencies);
+    likelihood::Peeling peeling;
+    whyNot = likelihood::Peeling::build(input, model, pedigrees.isXlinked(), peeling);
+    if (!whyNot.empty()) return 0.0;
+    double total = 0.0;
+    for (const AnalysisWork::Loci& loci : work.loci) total += loci.evaluations * peeling.work(loci.columns);
+    if (!std::isfinite(total)) whyNot = "too many genotypes to peel";
+    return total * static_cast<double>(work.traits.size());
 }
 
 EngineRouting routePedigrees(const Pedigrees& pedigrees, const FastlinkPedigreeSet& set, const AnalysisWork& work) {
@@ -57,6 +77,10 @@ EngineRouting routePedigrees(const Pedigrees& pedigrees, const FastlinkPedigreeS
             cost.whyNotNative = likelihood::InheritanceSpace::build(input, pedigrees.isXlinked(), space);
             cost.nativeUsable = cost.whyNotNative.empty();
         }
+        if (cost.nativeUsable) {
+            cost.peelingWork = peelingWork(pedigrees, pedigree, work, cost.whyNotPeeling);
+            cost.peelingUsable = cost.whyNotPeeling.empty();
+        }
         cost.bits = cost.nativeUsable ? space.bits() : 0;
         cost.traitWork = cost.nativeUsable ? likelihood::traitEmissionWork(space) : 0.0;
         cost.persons = pedigree->getPersonTree()->getCount();
@@ -71,6 +95,7 @@ EngineRouting routePedigrees(const Pedigrees& pedigrees, const FastlinkPedigreeS
         }
         routing.bits.push_back(cost.bits);
         const RouteDecision decision = chooseEngine(settings, cost);
+        routing.peeled.push_back(decision.peel ? 1 : 0);
         if (decision.route == Route::Native) routing.native.push_back(position);
         else if (decision.route == Route::Fastlink) routing.fastlink.push_back(position);
         else {

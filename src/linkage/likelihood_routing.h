@@ -19,6 +19,7 @@ struct EngineRouting {
     std::vector<size_t> fastlink;  // positions in the set, ascending
     std::vector<size_t> skipped;
     std::vector<int> bits;         // per position: meiosis bits (0 where the native engine cannot take it)
+    std::vector<char> peeled;      // per position: the native engine peels it
     std::string notes;             // one line per skipped pedigree
     // The console line saying how many pedigrees each engine computes (and, verbose, which).
     std::string summary(const Pedigrees& pedigrees, const FastlinkPedigreeSet& set) const;
@@ -28,6 +29,7 @@ struct EngineRouting {
 struct AnalysisWork {
     std::vector<std::string> traits;
     std::vector<const FastlinkMarkerColumn*> columns;  // every marker column the analysis reads
+    std::vector<const std::vector<double>*> frequencies;  // their locus allele frequencies
     int liabilityClasses = 1;
     // Per trait: the native engine's marker emissions, transitions and sums over the states.
     double markerEmissions = 1.0;
@@ -38,6 +40,13 @@ struct AnalysisWork {
     double evaluations = 1.0;
     double runShare = 0.0;
     int markersPerEvaluation = 1;
+    // The loci of every likelihood: per group, its marker columns (places in `columns`) with the
+    // trait among them, and how many likelihoods of them are evaluated per trait.
+    struct Loci {
+        std::vector<int> columns;
+        double evaluations = 1.0;
+    };
+    std::vector<Loci> loci;
     int vectors = 3;             // vectors over the states the native engine keeps per pedigree
     bool fastlinkUsable = true;  // false where FASTLINK cannot take the analysis (window too large)
     std::string analysisName;    // "the singlepoint analysis" in messages

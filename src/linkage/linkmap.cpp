@@ -12,6 +12,7 @@
 #include "engine/parallel_tasks.h"
 #include "likelihood/emissions.h"
 #include "likelihood/lander_green.h"
+#include "likelihood/peeling.h"
 #include "linkage/fastlink_batches.h"
 #include "linkage/likelihood_routing.h"
 #include "input/linkage_locus_file.h"
@@ -402,10 +403,19 @@ bool Linkmap::execute_analysis(const std::vector<std::string>& analysed, const s
     for (const WindowPlan& plan : plans) {
         if (!plan.skipMessage.empty()) continue;
         largestWindow = std::max(largestWindow, plan.columns.size());
-        for (const FastlinkMarkerColumn& column : plan.columns)
-            if (columnOf.emplace(column.markerIndex, columns.size()).second) columns.push_back(&column);
+        AnalysisWork::Loci loci;
+        for (size_t m = 0; m < plan.columns.size(); ++m) {
+            const FastlinkMarkerColumn& column = plan.columns[m];
+            if (columnOf.emplace(column.markerIndex, columns.size()).second) {
+                columns.push_back(&column);
+                work.frequencies.push_back(&plan.loci[m]->getAlleleFrequencies());
+            }
+            loci.columns.push_back(static_cast<int>(columnOf.at(column.markerIndex)));
+        }
         double points = 0.0;
         for (const auto& position : plan.printedPoints) points += static_cast<double>(position.size());
+        loci.evaluations = points;
+        work.loci.push_back(loci);
         const double k = static_cast<double>(plan.columns.size());
         work.markerEmissions += k;
         work.transitions += 2.0 * (k - 1.0) + 2.0 * points;
@@ -445,6 +455,48 @@ bool Linkmap::execute_analysis(const std::vector<std::string>& analysed, const s
             std::string ignored;
             pedigrees->getLikelihoodInput(set.pedigrees[routing.native[i]], analysed[p], liabilityClasses, columns,
                                           input, ignored);
+            // Each window's likelihoods at its trait positions, by peeling or over inheritance
+            // states: `place(w)` readies a window, `at(t, left, right)` the trait at a point.
+            const auto scan = [&](const auto& place, const auto& at) {
+                for (size_t w = 0; w < windows; ++w) {
+                    const WindowPlan& plan = plans[w];
+                    if (!plan.skipMessage.empty()) continue;
+                    place(plan);
+                    const int k = static_cast<int>(plan.columns.size());
+                    for (int t = 0; t <= k; ++t) {
+                        std::vector<double>& values = nativeResults[p][w][static_cast<size_t>(t)][i];
+                        for (double left : plan.traitFractions[static_cast<size_t>(t)]) {
+                            const double right =
+                                t > 0 && t < k ? rightFraction(plan.fractions[static_cast<size_t>(t - 1)], left) : 0.0;
+                            values.push_back(at(plan, t, left, right));
+                        }
+                    }
+                }
+            };
+            if (routing.peeled[routing.native[i]]) {
+                likelihood::LocusModel loci;
+                loci.trait = traitModel;
+                loci.markerFrequencies.resize(columns.size());
+                for (const WindowPlan& plan : plans)
+                    for (size_t m = 0; m < plan.columns.size() && plan.skipMessage.empty(); ++m)
+                        loci.markerFrequencies[columnOf.at(plan.columns[m].markerIndex)] = plan.loci[m]->getAlleleFrequencies();
+                likelihood::Peeling peeling;
+                likelihood::Peeling::build(input, loci, false, peeling);
+                std::vector<int> windowColumns;
+                int placedAt = -1;
+                scan(
+                    [&](const WindowPlan& plan) {
+                        windowColumns.clear();
+                        for (const FastlinkMarkerColumn& column : plan.columns)
+                            windowColumns.push_back(static_cast<int>(columnOf.at(column.markerIndex)));
+                        placedAt = -1;
+                    },
+                    [&](const WindowPlan& plan, int t, double left, double right) {
+                        if (t != placedAt) peeling.place(windowColumns, placedAt = t);
+                        return peeling.lnLikelihood(likelihood::Peeling::lociFractions(plan.fractions, t, left, right));
+                    });
+                return;
+            }
             likelihood::InheritanceSpace space;
             likelihood::InheritanceSpace::build(input, model->getXlinked() != 0, space);
             likelihood::ScaledVector traitEmission;
@@ -452,27 +504,20 @@ bool Linkmap::execute_analysis(const std::vector<std::string>& analysed, const s
             traitEmission.normalise();
             likelihood::MarkerWindow sweep(space);
             std::vector<likelihood::ScaledVector> markers;
-            for (size_t w = 0; w < windows; ++w) {
-                const WindowPlan& plan = plans[w];
-                if (!plan.skipMessage.empty()) continue;
-                markers.resize(plan.columns.size());
-                for (size_t m = 0; m < plan.columns.size(); ++m) {
-                    markers[m].logScale = 0.0;
-                    likelihood::markerEmissions(space, input.genotypes[columnOf.at(plan.columns[m].markerIndex)],
-                                                plan.loci[m]->getAlleleFrequencies(), markers[m].values);
-                    markers[m].normalise();
-                }
-                sweep.sweep(markers, plan.fractions);
-                const int k = static_cast<int>(plan.columns.size());
-                for (int t = 0; t <= k; ++t) {
-                    std::vector<double>& values = nativeResults[p][w][static_cast<size_t>(t)][i];
-                    for (double left : plan.traitFractions[static_cast<size_t>(t)]) {
-                        const double right =
-                            t > 0 && t < k ? rightFraction(plan.fractions[static_cast<size_t>(t - 1)], left) : 0.0;
-                        values.push_back(sweep.lnLikelihood(traitEmission, t, left, right));
+            scan(
+                [&](const WindowPlan& plan) {
+                    markers.resize(plan.columns.size());
+                    for (size_t m = 0; m < plan.columns.size(); ++m) {
+                        markers[m].logScale = 0.0;
+                        likelihood::markerEmissions(space, input.genotypes[columnOf.at(plan.columns[m].markerIndex)],
+                                                    plan.loci[m]->getAlleleFrequencies(), markers[m].values);
+                        markers[m].normalise();
                     }
-                }
-            }
+                    sweep.sweep(markers, plan.fractions);
+                },
+                [&](const WindowPlan&, int t, double left, double right) {
+                    return sweep.lnLikelihood(traitEmission, t, left, right);
+                });
         });
     }
     const auto nativeEnd = std::chrono::steady_clock::now();

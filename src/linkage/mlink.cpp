@@ -13,6 +13,7 @@
 #include "engine/parallel_tasks.h"
 #include "likelihood/emissions.h"
 #include "likelihood/lander_green.h"
+#include "likelihood/peeling.h"
 #include "linkage/fastlink_batches.h"
 #include "linkage/likelihood_routing.h"
 #include "input/linkage_locus_file.h"
@@ -299,13 +300,17 @@ bool MLink::run(const std::string& mode, const std::string& markerName, const st
     AnalysisWork work;
     work.traits = phenotypes;
     for (const MarkerPlan& plan : plans)
-        if (plan.skipMessage.empty()) work.columns.push_back(&plan.column);
+        if (plan.skipMessage.empty()) {
+            work.loci.push_back({{static_cast<int>(work.columns.size())}, static_cast<double>(mlinkFractions().size())});
+            work.columns.push_back(&plan.column);
+            work.frequencies.push_back(&plan.locus->getAlleleFrequencies());
+        }
     work.liabilityClasses = liabilityClasses;
     const double fractions = static_cast<double>(mlinkFractions().size());
     const double markerCount = static_cast<double>(work.columns.size());
     work.markerEmissions = markerCount;
     work.transitions = fractions;
-    work.sums = fractions * markerCount;
+    work.sums = 0.0;  // sums over each marker's possible states, part of its emission's cost
     work.evaluations = fractions * markerCount;
     // An MLINK run of a batch evaluates every theta for a few dozen pedigrees (measured:
     // about 0.1 ms per pedigree and theta on the benchmark scan).
@@ -335,6 +340,20 @@ bool MLink::run(const std::string& mode, const std::string& markerName, const st
             std::string ignored;
             pedigrees->getLikelihoodInput(set.pedigrees[routing.native[i]], phenotypes[p], liabilityClasses,
                                           work.columns, input, ignored);
+            if (routing.peeled[routing.native[i]]) {
+                likelihood::LocusModel loci;
+                loci.trait = traitModel;
+                for (const std::vector<double>* frequencies : work.frequencies) loci.markerFrequencies.push_back(*frequencies);
+                likelihood::Peeling peeling;
+                likelihood::Peeling::build(input, loci, false, peeling);
+                int column = 0;
+                for (size_t m = 0; m < plans.size(); ++m) {
+                    if (!plans[m].skipMessage.empty()) continue;
+                    peeling.place({column++}, 0);
+                    for (double theta : fractions) nativeResults[p][m][i].push_back(peeling.lnLikelihood({theta}));
+                }
+                return;
+            }
             likelihood::InheritanceSpace space;
             likelihood::InheritanceSpace::build(input, model->getXlinked() != 0, space);
             likelihood::ScaledVector traitEmission;

@@ -1,6 +1,6 @@
 // The engine options as a user meets them: an unknown engine or budget stops the run; a
-// pedigree beyond the native engine's budget is skipped by name with --engine native and left
-// out of the tables; --wsize 0 puts each chromosome's markers into one window, whose LODs are
+// pedigree the native engine cannot take (beyond its budget and with a loop) is skipped by name
+// with --engine native and left out of the tables; --wsize 0 puts each chromosome's markers into one window, whose LODs are
 // LINKMAP's for the same window.
 
 #include <gtest/gtest.h>
@@ -46,23 +46,30 @@ TEST(EngineOptions, UnknownEngineOrBudgetStopsTheRun) {
     EXPECT_FALSE(dir.exists("varkel_singlepoint.out"));
 }
 
+// Beyond the budget of inheritance vectors, a pedigree without loops is peeled; one with a
+// marriage loop (pedigree 3: half-sibs 4 and 5 with a child, 3 meiosis bits) is skipped.
 TEST(EngineOptions, NativeSkipsAPedigreeBeyondItsBudgetByName) {
     ScratchDir dir;
     writeData(dir);
-    const RunResult run =
-        runProgram("varkel", with({"--singlepoint", "--byfamily", "--engine", "native", "--max-bits", "3"}), dir.path());
+    dir.write("f.pre", dir.read("f.pre") +
+                           "3 1 0 0 1 2 1 2 1 1 1 2 1 2\n3 2 0 0 2 1 1 3 1 2 2 2 1 1\n3 3 0 0 2 1 2 2 2 2 1 1 2 2\n"
+                           "3 4 1 2 1 2 1 3 1 2 1 2 1 1\n3 5 1 3 2 2 2 2 1 2 1 1 2 2\n3 6 4 5 1 2 1 2 1 1 1 1 1 2\n");
+    const RunResult run = runProgram(
+        "varkel", with({"--singlepoint", "--byfamily", "--engine", "native", "--max-bits", "2", "--verbose"}), dir.path());
     ASSERT_EQ(run.status, 0) << run.output;
-    EXPECT_TRUE(contains(run.output, "Skipping pedigree 2 for the singlepoint analysis, since it has 4 meiosis bits, "
-                                     "more than the native engine's budget of 3 (--max-bits)"))
+    EXPECT_TRUE(contains(run.output, "Skipping pedigree 3 for the singlepoint analysis, since it has 3 meiosis bits, "
+                                     "more than the native engine's budget of 2 (--max-bits), and a marriage loop"))
         << run.output;
-    EXPECT_TRUE(contains(run.output, "Likelihoods: 1 pedigree by the native engine, 0 by FASTLINK, 1 skipped"))
+    EXPECT_TRUE(contains(run.output, "Likelihoods: 2 pedigrees by the native engine, 0 by FASTLINK, 1 skipped"))
         << run.output;
-    // Pedigree 2 is in no row of the table; pedigree 1 is.
+    EXPECT_TRUE(contains(run.output, "  native engine: 1 (2 bits) 2 (peeled)\n")) << run.output;
+    // Pedigree 3 is in no row of the table; pedigrees 1 and 2 are.
     const std::string table = dir.read("varkel_lod.tsv");
     EXPECT_TRUE(contains(table, "\t1\t0.5\t")) << table;
-    EXPECT_FALSE(contains(table, "\t2\t0.5\t")) << table;
+    EXPECT_TRUE(contains(table, "\t2\t0.5\t")) << table;
+    EXPECT_FALSE(contains(table, "\t3\t0.5\t")) << table;
     const std::string summary = dir.read("varkel_summary.out");
-    EXPECT_TRUE(contains(summary, "         singlepoint         1         0\n")) << summary;
+    EXPECT_TRUE(contains(summary, "         singlepoint         2         0\n")) << summary;
 }
 
 TEST(EngineOptions, WholeChromosomeWindowsAreLinkmapsWindowsOfTheirMarkers) {
