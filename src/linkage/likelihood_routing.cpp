@@ -179,7 +179,10 @@ std::vector<double> linkmapTraitFractions(int position, int markers, double inte
     }
     const double stop = position == markers ? 0.5 : interval;
     const double step = stop / steps;
-    for (double theta = 0.0; theta <= stop; theta += step) fractions.push_back(theta);
+    // Inside an interval the trait stays short of 0.5 from its left marker (an interval of 0.5
+    // lies between two chromosomes).
+    for (double theta = 0.0; theta <= stop && (position == markers || theta < 0.5); theta += step)
+        fractions.push_back(theta);
     return fractions;
 }
 

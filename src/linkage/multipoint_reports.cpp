@@ -179,14 +179,13 @@ bool Linkmap::writeResultsPostScript(const std::string& base) {
             page->subtitle2 = "   Marker order: " + key;
             page->positionAxisLabel = "cM";
             page->valueAxisLabel = "Lod Score";
-            // Points along the map; a point at recombination fraction 0.5 outside the window
-            // has no finite position and is left out.
+            // Points along the map; a point at recombination fraction 0.5 from its marker (outside
+            // the window, or in an interval between two chromosomes) has no finite position and is
+            // left out.
             std::map<double, double> curve;
             for (const auto& point : pointsOf(window)) {
-                const int t = point.first->getTraitPosition();
-                const bool outside = t == 0 || t == point.first->getNumberOfLoci() - 1;
-                if (outside && point.first->getTraitRecombinationFraction(point.second) >= 0.5) continue;
-                curve[getPosition(point.first, point.second)] = point.first->getLodScore(point.second);
+                const double position = getPosition(point.first, point.second);
+                if (std::isfinite(position)) curve[position] = point.first->getLodScore(point.second);
             }
             double smallest = 0.0, largest = 0.0;
             for (const auto& point : curve) {
