@@ -69,6 +69,7 @@ EngineRouting routePedigrees(const Pedigrees& pedigrees, const FastlinkPedigreeS
             cost.haplotypes = 2.0 * std::pow(perMarker, work.markersPerEvaluation);
         }
         routing.bits.push_back(cost.bits);
+        routing.nativeSeconds.push_back(cost.nativeUsable ? nativeSeconds(cost) : 0.0);
         const RouteDecision decision = chooseEngine(settings, cost);
         if (decision.route == Route::Native) routing.native.push_back(position);
         else if (decision.route == Route::Fastlink) routing.fastlink.push_back(position);

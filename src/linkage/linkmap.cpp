@@ -8,8 +8,7 @@
 
 #include "driver/utilities.h"
 #include "engine/fastlink_limits.h"
-#include "engine/fastlink_runner.h"
-#include "engine/parallel_tasks.h"
+#include "engine/likelihood_work.h"
 #include "likelihood/emissions.h"
 #include "likelihood/lander_green.h"
 #include "linkage/fastlink_batches.h"
@@ -429,124 +428,169 @@ bool Linkmap::execute_analysis(const std::vector<std::string>& analysed, const s
     // Native pedigrees: [phenotype][window][trait position][native pedigree][point].
     std::vector<std::vector<std::vector<NativePositionValues>>> nativeResults(
         analysed.size(), std::vector<std::vector<NativePositionValues>>(windows));
-    const auto nativeStart = std::chrono::steady_clock::now();
-    std::vector<size_t> outOfMemory;
     const size_t nativeCount = routing.native.size();
+    likelihood::TraitModel traitModel;
     if (nativeCount > 0) {
-        likelihood::TraitModel traitModel;
         if (!nativeTraitModel(trait, model->getXlinked() != 0, traitModel)) return false;
         for (auto& phenotype : nativeResults)
             for (size_t w = 0; w < windows; ++w)
                 if (plans[w].skipMessage.empty())
                     phenotype[w].assign(plans[w].printedPoints.size(), NativePositionValues(nativeCount));
-        outOfMemory = runParallelTasks(pedigrees->getParallelJobs(), analysed.size() * nativeCount, [&](size_t task) {
-            const size_t p = task / nativeCount, i = task % nativeCount;
-            likelihood::PedigreeInput input;
-            std::string ignored;
-            pedigrees->getLikelihoodInput(set.pedigrees[routing.native[i]], analysed[p], liabilityClasses, columns,
-                                          input, ignored);
-            likelihood::InheritanceSpace space;
-            likelihood::InheritanceSpace::build(input, model->getXlinked() != 0, space);
-            likelihood::ScaledVector traitEmission;
-            likelihood::traitEmissions(space, input.persons, traitModel, traitEmission.values);
-            traitEmission.normalise();
-            for (size_t w = 0; w < windows; ++w) {
-                const WindowPlan& plan = plans[w];
-                if (!plan.skipMessage.empty()) continue;
-                std::vector<likelihood::ScaledVector> markers(plan.columns.size());
-                for (size_t m = 0; m < plan.columns.size(); ++m) {
-                    likelihood::markerEmissions(space, input.genotypes[columnOf.at(plan.columns[m].markerIndex)],
-                                                plan.loci[m]->getAlleleFrequencies(), markers[m].values);
-                    markers[m].normalise();
-                }
-                likelihood::MarkerWindow sweep(space, markers, plan.fractions);
-                markers.clear();
-                const int k = static_cast<int>(plan.columns.size());
-                for (int t = 0; t <= k; ++t) {
-                    std::vector<double>& values = nativeResults[p][w][static_cast<size_t>(t)][i];
-                    for (double left : plan.traitFractions[static_cast<size_t>(t)]) {
-                        const double right =
-                            t > 0 && t < k ? rightFraction(plan.fractions[static_cast<size_t>(t - 1)], left) : 0.0;
-                        values.push_back(sweep.lnLikelihood(traitEmission, t, left, right));
-                    }
+    }
+    // A native task computes one trait of one pedigree in the windows that start on one
+    // chromosome, so that a whole-genome scan has pieces enough for many processes.
+    std::vector<std::vector<size_t>> chromosomes;  // window indices, chromosome by chromosome
+    std::vector<std::string> chromosomeNames;
+    std::vector<double> windowWork(windows, 0.0);  // the window's share of the native work
+    double scanWork = 0.0;
+    for (size_t w = 0; w < windows; ++w) {
+        if (!plans[w].skipMessage.empty()) continue;
+        for (const auto& position : plans[w].printedPoints) windowWork[w] += 2.0 + static_cast<double>(position.size());
+        scanWork += windowWork[w];
+        const std::string& chromosome =
+            pedigrees->getMarkerMap()->getMarker(plans[w].markerIndices.front())->getChromosome();
+        if (chromosomeNames.empty() || chromosomeNames.back() != chromosome) {
+            chromosomeNames.push_back(chromosome);
+            chromosomes.emplace_back();
+        }
+        chromosomes.back().push_back(w);
+    }
+    const size_t chunks = std::max<size_t>(1, chromosomes.size());
+    NativeTasks native;
+    native.count = chromosomes.empty() ? 0 : analysed.size() * nativeCount * chunks;
+    native.compute = [&](size_t task) {
+        const size_t p = task / (nativeCount * chunks), i = task / chunks % nativeCount, c = task % chunks;
+        likelihood::PedigreeInput input;
+        std::string ignored;
+        pedigrees->getLikelihoodInput(set.pedigrees[routing.native[i]], analysed[p], liabilityClasses, columns, input,
+                                      ignored);
+        likelihood::InheritanceSpace space;
+        likelihood::InheritanceSpace::build(input, model->getXlinked() != 0, space);
+        likelihood::ScaledVector traitEmission;
+        likelihood::traitEmissions(space, input.persons, traitModel, traitEmission.values);
+        traitEmission.normalise();
+        for (size_t w : chromosomes[c]) {
+            const WindowPlan& plan = plans[w];
+            std::vector<likelihood::ScaledVector> markers(plan.columns.size());
+            for (size_t m = 0; m < plan.columns.size(); ++m) {
+                likelihood::markerEmissions(space, input.genotypes[columnOf.at(plan.columns[m].markerIndex)],
+                                            plan.loci[m]->getAlleleFrequencies(), markers[m].values);
+                markers[m].normalise();
+            }
+            likelihood::MarkerWindow sweep(space, markers, plan.fractions);
+            markers.clear();
+            const int k = static_cast<int>(plan.columns.size());
+            for (int t = 0; t <= k; ++t) {
+                std::vector<double>& values = nativeResults[p][w][static_cast<size_t>(t)][i];
+                for (double left : plan.traitFractions[static_cast<size_t>(t)]) {
+                    const double right =
+                        t > 0 && t < k ? rightFraction(plan.fractions[static_cast<size_t>(t - 1)], left) : 0.0;
+                    values.push_back(sweep.lnLikelihood(traitEmission, t, left, right));
                 }
             }
-        });
-    }
-    const auto nativeEnd = std::chrono::steady_clock::now();
-    // Pedigrees the native engine ran out of memory on go to FASTLINK where it can take them,
-    // or are skipped.
-    std::vector<size_t> nativePositions, fastlinkPositions;
-    const std::vector<char> failed = rerouteOutOfMemory(*pedigrees, set, routing, outOfMemory, work.fastlinkUsable,
-                                                        nativePositions, fastlinkPositions);
-    for (auto& phenotype : nativeResults)
-        for (auto& window : phenotype)
-            for (NativePositionValues& position : window) dropFailed(position, failed);
-    for (WindowPlan& plan : plans)
-        if (plan.skipMessage.empty()) planBatches(set, fastlinkPositions, !nativePositions.empty(), plan);
+        }
+    };
+    native.results = [&](size_t task) {
+        const size_t p = task / (nativeCount * chunks), i = task / chunks % nativeCount, c = task % chunks;
+        std::vector<std::vector<double>*> values;
+        for (size_t w : chromosomes[c])
+            for (NativePositionValues& position : nativeResults[p][w]) values.push_back(&position[i]);
+        return values;
+    };
+    native.cost = [&](size_t task) {
+        const size_t i = task / chunks % nativeCount, c = task % chunks;
+        double share = 0.0;
+        for (size_t w : chromosomes[c]) share += windowWork[w];
+        return routing.nativeSeconds[routing.native[i]] / static_cast<double>(analysed.size()) * share / scanWork;
+    };
+    native.describe = [&](size_t task) {
+        const size_t p = task / (nativeCount * chunks), i = task / chunks % nativeCount, c = task % chunks;
+        return "trait " + analysed[p] + ", pedigree " + pedigrees->getPedigreeLabel(set.pedigrees[routing.native[i]]) +
+               (chunks > 1 ? ", windows from chromosome " + chromosomeNames[c] : std::string());
+    };
 
+    // Pedigrees the native engine ran out of memory on go to FASTLINK where it can take them,
+    // or are skipped; then one job per phenotype, window, trait position and batch.
+    const auto nativeStart = std::chrono::steady_clock::now();
+    auto nativeEnd = nativeStart;
+    std::vector<size_t> nativePositions, fastlinkPositions;
     const std::string program = slow ? "linkmapvarkelslow" : "linkmapvarkel";
     // [phenotype][window][trait position][batch]
     std::vector<std::vector<std::vector<std::vector<std::unique_ptr<LinkmapLikelihoods>>>>> batchResults(
         analysed.size());
-    std::vector<FastlinkJob> jobs;
-    for (size_t p = 0; p < analysed.size(); ++p) {
-        batchResults[p].resize(windows);
-        for (size_t w = 0; w < windows; ++w) {
-            const WindowPlan& plan = plans[w];
-            if (!plan.skipMessage.empty()) continue;
-            const int k = static_cast<int>(plan.columns.size());
-            batchResults[p][w].resize(static_cast<size_t>(k) + 1);
-            for (int t = 0; t <= k; ++t) {
-                batchResults[p][w][static_cast<size_t>(t)].resize(plan.batches.batches.size());
-                for (size_t b = 0; b < plan.batches.batches.size(); ++b) {
-                    const PedigreeBatch& batch = plan.batches.batches[b];
-                    std::vector<const FastlinkMarkerColumn*> batchColumns;
-                    for (const FastlinkMarkerColumn& column : plan.columns) batchColumns.push_back(&column);
-                    const BatchInput input = batchInput(*pedigrees, set, batch, analysed[p], liabilityClasses, batchColumns);
-                    FastlinkJob job;
-                    job.description = "trait " + analysed[p] + " at position " + IntToString(t) + " of the window " +
-                                      plan.key + input.pedigreesText;
-                    // LINKMAP's work grows with the persons and the square of the haplotypes.
-                    double haplotypes = 1.0;
-                    for (const AlleleDowncoding& coding : batch.markers)
-                        haplotypes *= static_cast<double>(coding.frequencies.size());
-                    job.size = input.persons * haplotypes * haplotypes;
-                    job.steps = fastlinkSteps(input.loops, program, "Error in executing LINKMAPVARKEL: " + program);
-                    job.steps[input.loops ? 1 : 0].errorLine = "Error in executing UNKNOWVARKEL: unknownvarkel";
-                    const FastlinkPedigreeFile content = input.file;
-                    const std::vector<AlleleDowncoding>* alleles = &batch.markers;
-                    const int stepsPerInterval = steps;
-                    job.writeInput = [this, content, model, trait, &plan, alleles, t,
-                                      stepsPerInterval](const std::string& directory) {
-                        if (!pedigrees->writePedigreeFile(directory + "/pedfile.dat", content)) return false;
-                        std::unique_ptr<LinkageLocusFile> file(
-                            linkmapLocusFile(model, trait, plan.loci, *alleles, plan.fractions, t, stepsPerInterval));
-                        file->writeLocusFile(directory + "/datafile.dat", {});
-                        return true;
-                    };
-                    std::vector<int> order;
-                    for (int m = 0; m < k; ++m) order.push_back(m + 2);
-                    order.insert(order.begin() + t, 1);
-                    const int pedigreeCount = static_cast<int>(content.pedigrees.size());
-                    std::unique_ptr<LinkmapLikelihoods>* slot = &batchResults[p][w][static_cast<size_t>(t)][b];
-                    const std::vector<std::string> names = plan.markerNames;
-                    job.readOutput = [slot, order, k, names, pedigreeCount, t](const std::string& directory) {
-                        slot->reset(new LinkmapLikelihoods(order, k + 1, names, pedigreeCount, t));
-                        std::streambuf* console = std::cout.rdbuf(nullptr);
-                        const bool read = (*slot)->readOutFile(directory + "/outfile.dat");
-                        std::cout.rdbuf(console);
-                        return read && !(*slot)->getEvaluations().empty();
-                    };
-                    jobs.push_back(std::move(job));
+    const auto planJobs = [&](const std::vector<size_t>& outOfMemory) {
+        nativeEnd = std::chrono::steady_clock::now();
+        // The task numbers of the pedigrees, trait by trait, as the rerouting counts them.
+        std::vector<size_t> pedigreeTasks;
+        for (size_t task : outOfMemory) pedigreeTasks.push_back(task / chunks);
+        const std::vector<char> failed = rerouteOutOfMemory(*pedigrees, set, routing, pedigreeTasks,
+                                                            work.fastlinkUsable, nativePositions, fastlinkPositions);
+        for (auto& phenotype : nativeResults)
+            for (auto& window : phenotype)
+                for (NativePositionValues& position : window) dropFailed(position, failed);
+        for (WindowPlan& plan : plans)
+            if (plan.skipMessage.empty()) planBatches(set, fastlinkPositions, !nativePositions.empty(), plan);
+
+        std::vector<FastlinkJob> jobs;
+        for (size_t p = 0; p < analysed.size(); ++p) {
+            batchResults[p].resize(windows);
+            for (size_t w = 0; w < windows; ++w) {
+                const WindowPlan& plan = plans[w];
+                if (!plan.skipMessage.empty()) continue;
+                const int k = static_cast<int>(plan.columns.size());
+                batchResults[p][w].resize(static_cast<size_t>(k) + 1);
+                for (int t = 0; t <= k; ++t) {
+                    batchResults[p][w][static_cast<size_t>(t)].resize(plan.batches.batches.size());
+                    for (size_t b = 0; b < plan.batches.batches.size(); ++b) {
+                        const PedigreeBatch& batch = plan.batches.batches[b];
+                        std::vector<const FastlinkMarkerColumn*> batchColumns;
+                        for (const FastlinkMarkerColumn& column : plan.columns) batchColumns.push_back(&column);
+                        const BatchInput input = batchInput(*pedigrees, set, batch, analysed[p], liabilityClasses, batchColumns);
+                        FastlinkJob job;
+                        job.description = "trait " + analysed[p] + " at position " + IntToString(t) + " of the window " +
+                                          plan.key + input.pedigreesText;
+                        // LINKMAP's work grows with the persons and the square of the haplotypes.
+                        double haplotypes = 1.0;
+                        for (const AlleleDowncoding& coding : batch.markers)
+                            haplotypes *= static_cast<double>(coding.frequencies.size());
+                        job.size = input.persons * haplotypes * haplotypes;
+                        job.steps = fastlinkSteps(input.loops, program, "Error in executing LINKMAPVARKEL: " + program);
+                        job.steps[input.loops ? 1 : 0].errorLine = "Error in executing UNKNOWVARKEL: unknownvarkel";
+                        const FastlinkPedigreeFile content = input.file;
+                        const std::vector<AlleleDowncoding>* alleles = &batch.markers;
+                        const int stepsPerInterval = steps;
+                        job.writeInput = [this, content, model, trait, &plan, alleles, t,
+                                          stepsPerInterval](const std::string& directory) {
+                            if (!pedigrees->writePedigreeFile(directory + "/pedfile.dat", content)) return false;
+                            std::unique_ptr<LinkageLocusFile> file(
+                                linkmapLocusFile(model, trait, plan.loci, *alleles, plan.fractions, t, stepsPerInterval));
+                            file->writeLocusFile(directory + "/datafile.dat", {});
+                            return true;
+                        };
+                        std::vector<int> order;
+                        for (int m = 0; m < k; ++m) order.push_back(m + 2);
+                        order.insert(order.begin() + t, 1);
+                        const int pedigreeCount = static_cast<int>(content.pedigrees.size());
+                        std::unique_ptr<LinkmapLikelihoods>* slot = &batchResults[p][w][static_cast<size_t>(t)][b];
+                        const std::vector<std::string> names = plan.markerNames;
+                        job.readOutput = [slot, order, k, names, pedigreeCount, t](const std::string& directory) {
+                            slot->reset(new LinkmapLikelihoods(order, k + 1, names, pedigreeCount, t));
+                            std::streambuf* console = std::cout.rdbuf(nullptr);
+                            const bool read = (*slot)->readOutFile(directory + "/outfile.dat");
+                            std::cout.rdbuf(console);
+                            return read && !(*slot)->getEvaluations().empty();
+                        };
+                        jobs.push_back(std::move(job));
+                    }
                 }
             }
         }
-    }
 
-    std::cout.flush();
-    FastlinkRunner runner(pedigrees->getParallelJobs(), pedigrees->isVerbose(), pedigrees->getOutputPrefix());
-    if (!runner.run(jobs)) return false;
+        std::cout.flush();
+        return jobs;
+    };
+    const WorkSettings engines{pedigrees->getParallelJobs(), pedigrees->isVerbose(), pedigrees->getOutputPrefix()};
+    if (!computeLikelihoods(engines, native, planJobs)) return false;
     if (pedigrees->isVerbose())
         std::cout << engineTimes(nativeEnd - nativeStart, std::chrono::steady_clock::now() - nativeEnd);
 
