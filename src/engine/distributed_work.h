@@ -42,6 +42,8 @@ bool finishRun(bool success);
 
 namespace piece_times {
 bool keeping();
+// Pieces recorded from now on belong to the next part (parts run one after another).
+void beginPart();
 void record(const std::string& part, size_t piece, double cost, double seconds, int rank, const std::string& host,
             const std::string& description);
 }  // namespace piece_times

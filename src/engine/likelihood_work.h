@@ -41,6 +41,7 @@ struct WorkSettings {
 bool computeLikelihoods(const WorkSettings& settings, const NativeTasks& native, const FastlinkPlanner& planFastlink);
 
 // The time each piece took, kept when asked (--piece-times) and written by rank 0 as a table:
-// analysis part, piece, estimated cost, seconds, rank, host, what the piece computes.
+// part of the run (the parts ran one after another), kind of piece, piece, estimated cost,
+// seconds, rank, host, what the piece computes.
 void keepPieceTimes(bool keep);
 bool writePieceTimes(const std::string& fileName);
