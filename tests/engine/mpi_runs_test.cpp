@@ -70,11 +70,16 @@ public:
 #if defined(__SANITIZE_ADDRESS__)
         // Open MPI keeps some of what MPI_Init allocates to the end of the process; its own
         // allocations alone are left out of the leak report, and only in runs under mpirun.
-        setenv("LSAN_OPTIONS", ("suppressions=" + std::string(VARKEL_SOURCE_DIR) + "/tests/support/open_mpi.supp").c_str(), 1);
+        const char* asan = std::getenv("ASAN_OPTIONS");
+        savedAsanOptions = asan ? asan : "";
+        setenv("ASAN_OPTIONS", (savedAsanOptions + (asan ? ":" : "") + "fast_unwind_on_malloc=0").c_str(), 1);
+        setenv("LSAN_OPTIONS",
+               ("suppressions=" + std::string(VARKEL_SOURCE_DIR) + "/tests/support/open_mpi.supp").c_str(), 1);
 #endif
     }
     ~Installation() {
 #if defined(__SANITIZE_ADDRESS__)
+        setenv("ASAN_OPTIONS", savedAsanOptions.c_str(), 1);
         unsetenv("LSAN_OPTIONS");
 #endif
     }
@@ -110,6 +115,7 @@ public:
         return arguments;
     }
     ScratchDir dir;
+    std::string savedAsanOptions;
 };
 
 // The output with dates blanked, which differ between two runs.
