@@ -697,6 +697,7 @@ int runVarkel(int argc, char** argv) {
 
     delete_intermediate_files();
     if (varkel.isPauseAtEnd() && !cluster::distributed()) pauseForKey();
+    distributed::awaitStoppedWorkers();
     cluster::finish();
     return success ? 0 : -1;
 }

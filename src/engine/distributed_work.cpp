@@ -31,7 +31,7 @@ namespace distributed {
 
 namespace {
 
-enum class Kind : std::uint8_t { Ready = 1, Go, Join, Assign, Result, Failed, PartEnd, Stop, Finished, End };
+enum class Kind : std::uint8_t { Ready = 1, Go, Join, Assign, Result, Failed, PartEnd, Stop, Stopped, Finished, End };
 
 int localThreads = 1;
 std::uint64_t partNumber = 0;    // parts of analyses begun on this rank
@@ -72,12 +72,20 @@ std::string whereText(int rank) {
     cluster::abortAll(255);
 }
 
-// A worker told to stop, or at the end of the run: its scratch goes, then MPI, then the process
-// (computing threads may still be inside a task nobody needs).
+// A worker at the end of the run: its scratch goes, then MPI, then the process (computing
+// threads may still be inside a task nobody needs).
 [[noreturn]] void endWorkerProcess() {
     run_directory::remove();
     cluster::finish();
     std::_Exit(0);
+}
+
+// A worker told to stop says so last: rank 0 takes every message sent before, so that no
+// result is left half sent when MPI ends.
+[[noreturn]] void stopWorkerProcess() {
+    ByteWriter stopped = messageOf(Kind::Stopped);
+    cluster::send(0, stopped.take());
+    endWorkerProcess();
 }
 
 void stopWorkers() {
@@ -529,7 +537,7 @@ bool followPart(const Part& part, LocalPieces& own, std::vector<size_t>& outOfMe
             }
             case Kind::Stop:
                 own.stop();
-                endWorkerProcess();
+                stopWorkerProcess();
             default:
                 protocolError("an unexpected message from rank 0");
             }
@@ -576,7 +584,7 @@ int reportReady(bool ok, const std::string& consoleTail) {
         }
         ByteReader reader(message.bytes);
         const Kind kind = kindOf(reader);
-        if (kind == Kind::Stop) endWorkerProcess();
+        if (kind == Kind::Stop) stopWorkerProcess();
         std::int32_t planningJobs = 0;
         if (kind != Kind::Go || !reader.get(planningJobs)) protocolError("an unexpected message from rank 0");
         return planningJobs;
@@ -724,8 +732,24 @@ void endWorker() {
         }
         ByteReader reader(message.bytes);
         const Kind kind = kindOf(reader);
-        if (kind == Kind::End || kind == Kind::Stop) endWorkerProcess();
+        if (kind == Kind::End) endWorkerProcess();
+        if (kind == Kind::Stop) stopWorkerProcess();
         protocolError("an unexpected message from rank 0");
+    }
+}
+
+void awaitStoppedWorkers() {
+    if (!workersStopped) return;
+    ListeningForInterrupts listening;
+    cluster::Message message;
+    for (int stopped = 1; stopped < cluster::size();) {
+        if (run_directory::interrupted()) run_directory::endAfterInterrupt();
+        if (!cluster::receive(message)) {
+            pause();
+            continue;
+        }
+        ByteReader reader(message.bytes);
+        if (kindOf(reader) == Kind::Stopped) ++stopped;
     }
 }
 

@@ -37,6 +37,8 @@ bool runFastlink(std::vector<FastlinkJob>& jobs, const WorkSettings& settings);
 // run. A worker waits for that word and ends the process.
 bool finishRun(bool success);
 [[noreturn]] void endWorker();
+// Rank 0, last: after stopping the workers, takes what they still send until each has stopped.
+void awaitStoppedWorkers();
 
 }  // namespace distributed
 

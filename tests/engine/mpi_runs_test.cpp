@@ -15,6 +15,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <regex>
 #include <set>
 #include <sstream>
@@ -292,4 +293,96 @@ TEST_F(MpiRuns, ControlCOnMpirunLeavesNoScratchAndNoProgramBehind) {
         EXPECT_TRUE(ended(sleeper)) << "a program a rank started is still running";
     EXPECT_TRUE(contains(readWholeFile(run + "/console.txt"), "Interrupted while computing:\n"));
     EXPECT_FALSE(fs::exists(run + "/varkel_singlepoint.out"));
+}
+
+TEST_F(MpiRuns, RanksThatPlanOtherWorkStopTheRun) {
+    Installation installation;
+    // Rank 2's converter loses a family, as if its node read another version of the file.
+    installation.replace("makepedpseudo", "$REAL \"$@\" || exit\nif [ \"$RANK\" = 2 ]; then sed -i '/Ped: C /d' \"$2\"; fi\n");
+    const std::string run = installation.study("run");
+    const RunResult failed = runProgram(mpirun, installation.mpirun({"--singlepoint", "--max-bits", "3"}), run);
+    EXPECT_EQ(failed.status, 255) << failed.output << failed.errors;
+    EXPECT_TRUE(contains(failed.output, "Error: rank 2 of 3 (host " + hostName() +
+                                            ") planned other likelihood work than rank 0: Native engine tasks (2) "
+                                            "where rank 0 has Native engine tasks (4). Every rank must read the same "
+                                            "input with the same options"))
+        << failed.output;
+    EXPECT_FALSE(fs::exists(run + "/varkel_singlepoint.out"));
+}
+
+TEST_F(MpiRuns, AWorkerKilledMidRunEndsEveryRank) {
+    Installation installation;
+    const std::string pids = installation.dir.file("pids"), sleepers = installation.dir.file("sleepers");
+    installation.replace("mlinkvarkel", "sleep 60 &\necho $! >> " + sleepers + "\necho $RANK $PPID >> " + pids +
+                                            "\nwait\n");
+    const std::string run = installation.study("run");
+    ProcessOptions options;
+    options.workingDirectory = run;
+    options.standardOutput = run + "/console.txt";
+    options.standardError = options.standardOutput;
+    std::vector<std::string> command{mpirun};
+    const std::vector<std::string> arguments = installation.mpirun({"--singlepoint", "--engine", "fastlink"});
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    std::string error;
+    const pid_t launcher = startProcess(command, options, error);
+    ASSERT_GT(launcher, 0) << error;
+    std::map<std::string, std::string> rankPids;  // rank -> process id
+    for (int wait = 0; wait < 600 && rankPids.size() < 3; ++wait) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        for (const std::string& line : linesOf(installation.dir.exists("pids") ? installation.dir.read("pids") : "")) {
+            std::istringstream fields(line);
+            std::string rank, pid;
+            fields >> rank >> pid;
+            rankPids[rank] = pid;
+        }
+    }
+    ASSERT_EQ(rankPids.size(), 3u) << readWholeFile(run + "/console.txt");
+    kill(std::stoi(rankPids["1"]), SIGKILL);
+    const auto before = std::chrono::steady_clock::now();
+    EXPECT_NE(waitForProcess(launcher), 0);
+    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(15));
+    // Rank 0 says what was in flight where; the ranks alive clean up.
+    const std::string console = readWholeFile(run + "/console.txt");
+    EXPECT_TRUE(contains(console, "Interrupted while computing:\n")) << console;
+    EXPECT_TRUE(contains(console, "rank 1 of 3 (host " + hostName() + "): trait DISEASE_LOCUS, marker M")) << console;
+    bool clean = false;
+    for (int wait = 0; wait < 100 && !clean; ++wait) {
+        clean = scratchOf({rankPids["0"], rankPids["2"]}).empty();
+        if (!clean) std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    EXPECT_TRUE(clean);
+    // A killed process cleans nothing: its program and its scratch are the test's to remove.
+    for (const std::string& sleeper : linesOf(installation.dir.read("sleepers")))
+        if (!ended(sleeper)) kill(std::stoi(sleeper), SIGKILL);
+    for (const std::string& left : scratchOf({rankPids["1"]})) fs::remove_all(left);
+}
+
+// The table of piece times of one process: every piece of every part, in the order of the
+// parts, with the estimate it was scheduled by.
+TEST(PieceTimes, OneProcessListsEveryPieceOfEveryPart) {
+    Installation installation;
+    const std::string run = installation.study("run");
+    const std::vector<std::string> plain = installation.varkel({"--singlepoint", "--max-bits", "3", "--piece-times", "t.tsv"});
+    const RunResult result = runProgram(plain.front(), {plain.begin() + 1, plain.end()}, run);
+    ASSERT_EQ(result.status, 0) << result.output;
+    const std::vector<std::string> rows = lines(readWholeFile(run + "/t.tsv"));
+    // Native tasks: pedigrees B and C on two chromosomes; FASTLINK jobs: pedigree A at 4 markers.
+    ASSERT_EQ(rows.size(), 1u + 4u + 4u) << readWholeFile(run + "/t.tsv");
+    std::multiset<std::string> parts;
+    for (size_t i = 1; i < rows.size(); ++i) {
+        std::istringstream fields(rows[i]);
+        std::string part, kind, piece, cost, seconds, rank;
+        std::getline(fields, part, '\t');
+        std::getline(fields, kind, '\t');
+        std::getline(fields, piece, '\t');
+        std::getline(fields, cost, '\t');
+        std::getline(fields, seconds, '\t');
+        std::getline(fields, rank, '\t');
+        parts.insert(part + " " + kind);
+        EXPECT_GT(std::stod(cost), 0.0) << rows[i];
+        EXPECT_GE(std::stod(seconds), 0.0) << rows[i];
+        EXPECT_EQ(rank, "0");
+    }
+    EXPECT_EQ(parts.count("1 Native engine tasks"), 4u);
+    EXPECT_EQ(parts.count("2 FASTLINK jobs"), 4u);
 }
