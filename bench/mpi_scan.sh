@@ -24,7 +24,8 @@
 #   bench/mpi_scan.sh [bin dir]        (default build/bin)
 #
 # CHROMOSOMES (default 1) measured for real; GENOME (default 22); WSIZE (default 4); ANALYSES
-# (default "--multipoint"); RANKS (default "16 64 256"). Run it under the CPU lock.
+# (default "--multipoint"); RANKS (default "2 16 64 256": 2 to set beside the measured -np 2);
+# KEEP_WORK keeps the work directory with the tables of piece times. Run it under the CPU lock.
 set -euo pipefail
 
 here=$(cd "$(dirname "$0")" && pwd)
@@ -33,11 +34,11 @@ chromosomes=${CHROMOSOMES:-1}
 genome=${GENOME:-22}
 wsize=${WSIZE:-4}
 analyses=${ANALYSES:---multipoint}
-ranks_list=${RANKS:-16 64 256}
+ranks_list=${RANKS:-2 16 64 256}
 [ -x "$bin/varkel" ] || { echo "missing $bin/varkel (build it first)" >&2; exit 1; }
 command -v mpirun > /dev/null || { echo "mpirun is not installed (scripts/setup-deps installs it)" >&2; exit 1; }
 work=$(mktemp -d "${TMPDIR:-/tmp}/varkel-mpi-XXXXXX")
-trap 'rm -rf "$work"' EXIT
+if [ -n "${KEEP_WORK:-}" ]; then echo "work directory: $work"; else trap 'rm -rf "$work"' EXIT; fi
 cd "$work"
 g++ -std=c++17 -O2 -o timed_run "$here/timed_run.cpp"
 
@@ -59,7 +60,7 @@ root=()
 # scan RANKS: the scan on that many ranks, its wall time in np<RANKS>.time.
 scan() {
     mkdir -p "np$1"
-    (cd "np$1" && ../timed_run ../np"$1".time run mpirun "${root[@]}" -np "$1" "$bin/varkel" \
+    (cd "np$1" && ../timed_run ../np"$1".time run "$(command -v mpirun)" "${root[@]}" -np "$1" "$bin/varkel" \
         --ped ../genome.pre --map ../genome.map --model ../genome.model $analyses --wsize "$wsize" --seed 1 \
         --jobs 1 --piece-times ../np"$1".tsv < /dev/null > console.txt 2>&1) ||
         { tail -n 20 "np$1/console.txt"; echo "varkel failed on $1 ranks" >&2; exit 1; }
@@ -78,6 +79,7 @@ for report in np1/*; do
 done
 echo "Reports of -np 2 equal to -np 1's (dates aside): yes"
 printf "%-34s %10s\n" "measured on this machine" "wall (s)" "mpirun -np 1" "$(wall 1)" "mpirun -np 2" "$(wall 2)"
+awk -F'\t' 'NR > 1 { busy[$6] += $5 } END { for (r in busy) printf "  -np 2: rank %s computed for %.1f s\n", r, busy[r] }' np2.tsv | sort
 
 python3 - "$(wall 1)" "$chromosomes" "$genome" $ranks_list <<'EOF'
 import sys

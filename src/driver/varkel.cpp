@@ -505,6 +505,8 @@ bool Varkel::moveIntoRankDirectory() {
     Settings& s = settings;
     if (s.pedigreeFileGiven) {
         if (!linkHere(s.pedigreeFileName, "")) return false;
+        // --trim reads the converter's input beside the pedigree file.
+        if (s.trim && !linkHere(s.pedigreeFileName, ".trimmed")) return false;
         s.pedigreeFileName = baseName(s.pedigreeFileName);
     }
     if (!s.plinkPrefix.empty()) {

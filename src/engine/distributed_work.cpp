@@ -356,7 +356,7 @@ bool leadPart(const Part& part, LocalPieces& own, std::vector<size_t>& outOfMemo
     std::vector<std::vector<size_t>> inHand(static_cast<size_t>(ranks));
     size_t next = 0, done = 0;
     std::string failure;
-    ProgressLine progress(part.label, part.count, part.showProgress);
+    ProgressLine progress(part.label, part.count, part.showProgress && part.count > 0);
     ListeningForInterrupts listening;
 
     const auto handOut = [&] {
