@@ -12,6 +12,7 @@
 #include <iostream>
 #include <sstream>
 
+#include "engine/cluster.h"
 #include "engine/process.h"
 #include "engine/run_directory.h"
 
@@ -129,7 +130,8 @@ bool quietConsole = false;
 
 void setQuietConsole(bool quiet) { quietConsole = quiet; }
 bool isQuietConsole() { return quietConsole; }
-bool showsProgress() { return !quietConsole && isatty(STDOUT_FILENO); }
+// Under an MPI launcher only rank 0 has the console, and the launcher's output decides.
+bool showsProgress() { return !quietConsole && !cluster::isWorker() && cluster::consoleIsTerminal(); }
 
 void clearProgressReport() {
     if (!showsProgress()) return;

@@ -1,9 +1,11 @@
 #include "driver/varkel.h"
 
 #include <tclap/CmdLine.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <climits>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -16,7 +18,10 @@
 #include "association/hrr.h"
 #include "association/tdt.h"
 #include "driver/utilities.h"
+#include "engine/cluster.h"
+#include "engine/distributed_work.h"
 #include "engine/fastlink_runner.h"
+#include "engine/likelihood_work.h"
 #include "engine/run_directory.h"
 #include "input/marker_map.h"
 #include "linkage/linkmap.h"
@@ -82,6 +87,49 @@ bool outputDirectoryWritable(const std::string& prefix) {
               << reason << std::endl;
     return false;
 }
+
+// The console of a worker rank: nothing reaches the user (only rank 0 speaks), but the last
+// lines are kept for the report when its reading fails. Programs it starts inherit a
+// standard output that goes nowhere; its standard error stays the launcher's.
+class ConsoleTail : public std::streambuf {
+public:
+    void capture() {
+        std::cout.rdbuf(this);
+        std::cerr.rdbuf(this);
+        const int nowhere = open("/dev/null", O_WRONLY);
+        if (nowhere >= 0) {
+            dup2(nowhere, STDOUT_FILENO);
+            close(nowhere);
+        }
+    }
+    // The last lines written.
+    std::string text() const {
+        size_t start = kept.size();
+        for (int lines = 0; lines <= 12 && start > 0; ++lines) {
+            const size_t newline = kept.rfind('\n', start - 1);
+            if (newline == std::string::npos) return kept;
+            start = newline;
+        }
+        return kept.substr(start + 1);
+    }
+
+private:
+    static constexpr size_t kKept = 16384;
+    int overflow(int character) override {
+        if (character != EOF) kept.push_back(static_cast<char>(character));
+        trim();
+        return character;
+    }
+    std::streamsize xsputn(const char* text, std::streamsize count) override {
+        kept.append(text, static_cast<size_t>(count));
+        trim();
+        return count;
+    }
+    void trim() {
+        if (kept.size() > 2 * kKept) kept.erase(0, kept.size() - kKept);
+    }
+    std::string kept;
+};
 
 }  // namespace
 
@@ -200,6 +248,11 @@ int Varkel::parse(int argc, char** argv) {
                                      "the memory holds at --jobs threads)",
                                      false, 0, "int");
         cmd.add(maxBits);
+        TCLAP::ValueArg<std::string> pieceTimes("", "piece-times",
+                                                "Table of the time each piece of likelihood work took, with the rank "
+                                                "and host that computed it",
+                                                false, "", "file");
+        cmd.add(pieceTimes);
 
         try {
             cmd.parse(argc, argv);
@@ -211,9 +264,11 @@ int Varkel::parse(int argc, char** argv) {
                 status = exit.getExitStatus();
             }
             delete_intermediate_files();
+            cluster::finish();
             std::exit(status);
         } catch (TCLAP::ExitException& exit) {
             delete_intermediate_files();
+            cluster::finish();
             std::exit(exit.getExitStatus());
         }
 
@@ -282,6 +337,9 @@ int Varkel::parse(int argc, char** argv) {
             }
             s.engine.maxBits = maxBits.getValue();
         }
+        s.pieceTimesFileName = pieceTimes.getValue();
+        keepPieceTimes(!s.pieceTimesFileName.empty());
+        distributed::setLocalThreads(s.parallelJobs);
         s.seedGiven = seed.isSet();
         if (s.seedGiven) {
             s.seed = seed.getValue();
@@ -337,6 +395,7 @@ bool Varkel::readInputFiles() {
         return false;
     }
     if (!outputDirectoryWritable(s.outputPrefix)) return false;
+    if (cluster::isWorker() && !moveIntoRankDirectory()) return false;
 
     std::cout << "prefix: " << s.outputPrefix << std::endl;
     pedigrees->setOutputPrefix(s.outputPrefix);
@@ -375,7 +434,7 @@ bool Varkel::readInputFiles() {
         if (!converted) return false;
     }
 
-    if (s.statistics && !pedigrees->writeStatistics()) return false;
+    if (s.statistics && !cluster::isWorker() && !pedigrees->writeStatistics()) return false;
     if (s.phenotypeFileGiven && !s.phenotypeFileName.empty() &&
         !pedigrees->readPhenotypeFile(s.phenotypeFileName))
         return false;
@@ -414,6 +473,66 @@ bool Varkel::readGivenFile(const std::string& option, const std::string& fileNam
     return (pedigrees->*read)(fileName) != 0;
 }
 
+bool Varkel::moveIntoRankDirectory() {
+    char here[PATH_MAX];
+    if (!getcwd(here, sizeof here)) {
+        std::cout << "Error: Cannot tell the working directory: " << std::strerror(errno) << std::endl;
+        return false;
+    }
+    const std::string scratch = run_directory::path(settings.outputPrefix);
+    if (scratch.empty()) return false;
+    const std::string directory = scratch + "/input";
+    const auto absolute = [&here](const std::string& path) {
+        return path.empty() || path[0] == '/' ? path : std::string(here) + "/" + path;
+    };
+    const auto baseName = [](const std::string& path) {
+        const std::string::size_type slash = path.rfind('/');
+        return slash == std::string::npos ? path : path.substr(slash + 1);
+    };
+    if (mkdir(directory.c_str(), 0700) != 0) {
+        std::cout << "Error: Cannot make " << directory << ": " << std::strerror(errno) << std::endl;
+        return false;
+    }
+    // The readers write beside the pedigree file (the converted copy): through a link here
+    // they write into this rank's directory.
+    const auto linkHere = [&](const std::string& path, const std::string& suffix) {
+        const std::string link = directory + "/" + baseName(path) + suffix;
+        if (symlink(absolute(path + suffix).c_str(), link.c_str()) == 0) return true;
+        std::cout << "Error: Cannot link " << path + suffix << " into " << directory << ": " << std::strerror(errno)
+                  << std::endl;
+        return false;
+    };
+    Settings& s = settings;
+    if (s.pedigreeFileGiven) {
+        if (!linkHere(s.pedigreeFileName, "")) return false;
+        // --trim reads the converter's input beside the pedigree file.
+        if (s.trim && !linkHere(s.pedigreeFileName, ".trimmed")) return false;
+        s.pedigreeFileName = baseName(s.pedigreeFileName);
+    }
+    if (!s.plinkPrefix.empty()) {
+        for (const char* suffix : {".bed", ".bim", ".fam"})
+            if (!linkHere(s.plinkPrefix, suffix)) return false;
+        s.plinkPrefix = baseName(s.plinkPrefix);
+    }
+    for (std::string* path : {&s.mapFileName, &s.phenotypeFileName, &s.locusFileName, &s.modelFileName,
+                              &s.onlyMarkersFileName})
+        *path = absolute(*path);
+    // What a worker would write under the prefix (check reports) stays in its directory.
+    s.outputPrefix = baseName(s.outputPrefix);
+    if (chdir(directory.c_str()) != 0) {
+        std::cout << "Error: Cannot work in " << directory << ": " << std::strerror(errno) << std::endl;
+        return false;
+    }
+    return true;
+}
+
+bool Varkel::joinRanks(bool readOk, const std::string& consoleTail) {
+    if (!cluster::isWorker()) return distributed::gatherReady(readOk, settings.parallelJobs);
+    // Planning depends on --jobs (the native engine's memory budget): rank 0's is used.
+    pedigrees->setParallelJobs(distributed::reportReady(readOk, consoleTail));
+    return true;
+}
+
 // A failed analysis is dropped at once, so that the reports written after a failure hold
 // only complete analyses (the run still ends with failure status).
 template <class Analysis>
@@ -427,13 +546,22 @@ static bool keepIfRan(Analysis*& analysis, bool ran) {
 bool Varkel::run() {
     const Settings& s = settings;
     const bool frequenciesFromLocusFile = s.frequencyTypeGiven && s.frequencyType == "u";
+    // A worker computes the likelihood pieces of the linkage analyses and keeps nothing: rank 0
+    // has the results, and alone decides whether the run goes on.
+    const bool worker = cluster::isWorker();
+    const auto kept = [worker](auto*& analysis, bool ran) {
+        if (!worker) return keepIfRan(analysis, ran);
+        delete analysis;
+        analysis = nullptr;
+        return true;
+    };
 
-    if (s.hrrAnalysis) {
+    if (s.hrrAnalysis && !worker) {
         hrr = new Hrr(pedigrees);
         hrr->setQuiet(s.quiet);
         if (!keepIfRan(hrr, hrr->run(s.markerName, s.phenotypeName))) return false;
     }
-    if (s.tdtAnalysis) {
+    if (s.tdtAnalysis && !worker) {
         tdt = new Tdt(pedigrees);
         if (!keepIfRan(tdt, tdt->run(s.markerName, s.phenotypeName))) return false;
     }
@@ -442,15 +570,15 @@ bool Varkel::run() {
         singlepoint = new MLink(pedigrees);
         singlepoint->setSlow(s.slowFastlink);
         if (frequenciesFromLocusFile) singlepoint->setFrequenciesFromLocusFile(true);
-        if (!keepIfRan(singlepoint, singlepoint->run("basic", s.markerName, s.phenotypeName))) return false;
-        if (s.heterogeneityAnalysis) singlepoint->maximizeHLod();
+        if (!kept(singlepoint, singlepoint->run("basic", s.markerName, s.phenotypeName))) return false;
+        if (s.heterogeneityAnalysis && singlepoint) singlepoint->maximizeHLod();
 
         if (s.nuclearAnalysis) {
             // The nuclear families are small: the standard program always suffices.
             nuclear = new MLink(pedigrees);
             if (frequenciesFromLocusFile) nuclear->setFrequenciesFromLocusFile(true);
-            if (!keepIfRan(nuclear, nuclear->run("nuclear", s.markerName, s.phenotypeName))) return false;
-            if (s.heterogeneityAnalysis) nuclear->maximizeHLod();
+            if (!kept(nuclear, nuclear->run("nuclear", s.markerName, s.phenotypeName))) return false;
+            if (s.heterogeneityAnalysis && nuclear) nuclear->maximizeHLod();
         }
     }
 
@@ -461,8 +589,8 @@ bool Varkel::run() {
         if (!s.phenotypeName.empty()) multipoint->setPhenotype(s.phenotypeName);
         multipoint->setWindowSize(s.multipointWindowSize);
         multipoint->setSteps(s.multipointSteps);
-        if (!keepIfRan(multipoint, multipoint->run())) return false;
-        multipoint->countHLods();
+        if (!kept(multipoint, multipoint->run())) return false;
+        if (multipoint) multipoint->countHLods();
     }
     return true;
 }
@@ -540,16 +668,28 @@ bool Varkel::writeResults() {
 int runVarkel(int argc, char** argv) {
     prependExecutableDirectoryToPath();
     run_directory::installInterruptHandlers();
+    if (!cluster::start(argc, argv)) {
+        cluster::finish();
+        return -1;
+    }
+    // Never destroyed: a worker's console stays with it to the end of the process.
+    ConsoleTail* const workerConsole = cluster::isWorker() ? new ConsoleTail : nullptr;
+    if (workerConsole) workerConsole->capture();
     Varkel varkel;
     std::cout << varkel.welcome();
     const std::time_t start = std::time(nullptr);
 
     bool success = varkel.parse(argc, argv) && varkel.readInputFiles();
+    if (cluster::distributed()) success = varkel.joinRanks(success, workerConsole ? workerConsole->text() : "");
     if (success) {
         const bool ran = varkel.run();
         if (run_directory::interrupted()) run_directory::endAfterInterrupt();
+        if (cluster::isWorker()) distributed::endWorker();
+        const bool together = distributed::finishRun(ran);
         // After a failed analysis the complete ones are still reported.
-        success = varkel.writeResults() && ran;
+        success = varkel.writeResults() && ran && together;
+        if (!varkel.getPieceTimesFileName().empty() && !writePieceTimes(varkel.getPieceTimesFileName()))
+            success = false;
     }
     if (success) {
         std::cout << std::flush << std::endl;
@@ -558,6 +698,8 @@ int runVarkel(int argc, char** argv) {
     }
 
     delete_intermediate_files();
-    if (varkel.isPauseAtEnd()) pauseForKey();
+    if (varkel.isPauseAtEnd() && !cluster::distributed()) pauseForKey();
+    distributed::awaitStoppedWorkers();
+    cluster::finish();
     return success ? 0 : -1;
 }

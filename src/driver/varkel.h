@@ -64,6 +64,8 @@ struct Settings {
     // Seed of the random generator; the clock seeds it when not given.
     bool seedGiven = false;
     int seed = 0;
+    // The time each piece of likelihood work took, written to this table when given.
+    std::string pieceTimesFileName;
 };
 
 class Varkel {
@@ -80,6 +82,10 @@ public:
     bool writeResults();
     bool writeSummaryFile(const std::string& base);
     bool isPauseAtEnd() const { return settings.pauseAtEnd; }
+    // A run over several ranks, after reading the input: every rank must have read it. A
+    // worker returns only when rank 0 goes on, and then plans as rank 0 does.
+    bool joinRanks(bool readOk, const std::string& consoleTail);
+    const std::string& getPieceTimesFileName() const { return settings.pieceTimesFileName; }
 
 private:
     // Reads a file named on the command line; an empty name or a failed read stops the run.
@@ -87,6 +93,9 @@ private:
     bool allPositionsZero() const;
     bool readGivenFile(const std::string& option, const std::string& fileName,
                        int (Pedigrees::*read)(const std::string&));
+    // A worker reads the input in a directory of its own, where nothing it writes meets
+    // another process's files.
+    bool moveIntoRankDirectory();
 
     Settings settings;
     Pedigrees* pedigrees;

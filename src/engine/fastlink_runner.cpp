@@ -18,6 +18,7 @@
 
 #include "driver/utilities.h"
 #include "engine/process.h"
+#include "engine/progress_line.h"
 #include "engine/run_directory.h"
 
 namespace {
@@ -49,49 +50,6 @@ std::string commandText(const FastlinkStep& step) {
     return text;
 }
 
-std::string clockText(double seconds) {
-    const long total = static_cast<long>(seconds + 0.5);
-    char text[32];
-    if (total >= 3600) std::snprintf(text, sizeof text, "%ld:%02ld:%02ld", total / 3600, total / 60 % 60, total % 60);
-    else std::snprintf(text, sizeof text, "%ld:%02ld", total / 60, total % 60);
-    return text;
-}
-
-// One line on a terminal, rewritten in place: jobs done, time elapsed and an estimate of the
-// time left. Nothing when the output is not a terminal or with --quiet.
-class ProgressLine {
-public:
-    ProgressLine(size_t total, bool enabled) : total(total), enabled(enabled && showsProgress()) {}
-
-    void update(size_t done) {
-        if (!enabled) return;
-        const auto now = std::chrono::steady_clock::now();
-        if (done < total && now - lastShown < std::chrono::milliseconds(250)) return;
-        lastShown = now;
-        const double elapsed = std::chrono::duration<double>(now - start).count();
-        std::string line = "FASTLINK jobs: " + std::to_string(done) + "/" + std::to_string(total) + " done, " +
-                           clockText(elapsed) + " elapsed";
-        if (done > 0 && done < total) line += ", about " + clockText(elapsed / done * (total - done)) + " left";
-        std::cout << "\r" << line << std::string(width > line.size() ? width - line.size() : 0, ' ') << std::flush;
-        width = line.size();
-        shown = true;
-    }
-
-    void clear() {
-        if (!shown) return;
-        std::cout << "\r" << std::string(width, ' ') << "\r" << std::flush;
-        shown = false;
-    }
-
-private:
-    size_t total;
-    bool enabled;
-    bool shown = false;
-    size_t width = 0;
-    std::chrono::steady_clock::time_point start = std::chrono::steady_clock::now();
-    std::chrono::steady_clock::time_point lastShown{};
-};
-
 void printFramedError(std::ostream& out, const FastlinkStep& step) {
     const std::string stars(66, '*');
     if (step.breaksLoops) {
@@ -122,6 +80,43 @@ std::vector<FastlinkStep> fastlinkSteps(bool breakLoops, const std::string& prog
     return steps;
 }
 
+pid_t startFastlinkStep(const FastlinkStep& step, const std::string& directory, bool verbose, std::string& error) {
+    std::vector<std::string> arguments{step.program};
+    arguments.insert(arguments.end(), step.arguments.begin(), step.arguments.end());
+    ProcessOptions options;
+    options.workingDirectory = directory;
+    // Each program's messages on their own: a failure shows the failing program's lines.
+    std::remove((directory + "/" + kLogName).c_str());
+    options.standardOutput = directory + "/" + kLogName;
+    options.standardError = options.standardOutput;
+    options.withoutFsync = true;
+    options.ownProcessGroup = true;
+    if (verbose) {
+        if (step.breaksLoops) std::cout << "Breaking loops..." << std::endl;
+        std::cout << "External command: " << commandText(step) << std::endl;
+    }
+    const pid_t process = startProcess(arguments, options, error);
+    if (process < 0) error = "Unable to start " + step.program + ": " + error;
+    return process;
+}
+
+std::string fastlinkFailureReport(const FastlinkJob& job, size_t step, const std::string& directory,
+                                  const std::string& reason, bool showLog) {
+    std::ostringstream report;
+    const FastlinkStep& failing = job.steps[std::min(step, job.steps.size() - 1)];
+    printFramedError(report, failing);
+    report << "FASTLINK job: " << commandText(failing) << " for " << job.description << "\n";
+    if (!reason.empty()) report << reason << "\n";
+    if (showLog) {
+        const std::vector<std::string> last = lastLines(readWhole(directory + "/" + kLogName), kLastLinesShown);
+        if (!last.empty()) {
+            report << "Last lines printed by " << failing.program << ":\n";
+            for (const std::string& line : last) report << "    " << line << "\n";
+        }
+    }
+    return report.str();
+}
+
 FastlinkRunner::FastlinkRunner(int parallelJobs, bool verbose, std::string outputPrefix)
     : parallelJobs(std::max(1, parallelJobs)), verbose(verbose), outputPrefix(std::move(outputPrefix)) {}
 
@@ -146,47 +141,23 @@ bool FastlinkRunner::run(std::vector<FastlinkJob>& jobs) {
     std::map<pid_t, ActiveJob> active;
     size_t next = 0, done = 0;
     bool failed = false;
-    ProgressLine progress(jobs.size(), !verbose);
+    ProgressLine progress("FASTLINK jobs", jobs.size(), !verbose);
+    std::vector<std::chrono::steady_clock::time_point> jobStarts(jobs.size());
+    jobSeconds.assign(jobs.size(), 0.0);
 
     // The failure's report, printed once every program has stopped.
     std::string failureReport;
     const auto fail = [&](const ActiveJob& job, const std::string& reason, bool showLog) {
         failed = true;
-        std::ostringstream report;
-        const FastlinkStep& step = jobs[job.job].steps[std::min(job.step, jobs[job.job].steps.size() - 1)];
-        printFramedError(report, step);
-        report << "FASTLINK job: " << commandText(step) << " for " << jobs[job.job].description << "\n";
-        if (!reason.empty()) report << reason << "\n";
-        if (showLog) {
-            const std::vector<std::string> last = lastLines(readWhole(job.directory + "/" + kLogName), kLastLinesShown);
-            if (!last.empty()) {
-                report << "Last lines printed by " << step.program << ":\n";
-                for (const std::string& line : last) report << "    " << line << "\n";
-            }
-        }
-        failureReport = report.str();
+        failureReport = fastlinkFailureReport(jobs[job.job], job.step, job.directory, reason, showLog);
     };
 
     const auto startStep = [&](ActiveJob job) {
-        const FastlinkStep& step = jobs[job.job].steps[job.step];
-        std::vector<std::string> arguments{step.program};
-        arguments.insert(arguments.end(), step.arguments.begin(), step.arguments.end());
-        ProcessOptions options;
-        options.workingDirectory = job.directory;
-        // Each program's messages on their own: a failure shows the failing program's lines.
-        std::remove((job.directory + "/" + kLogName).c_str());
-        options.standardOutput = job.directory + "/" + kLogName;
-        options.standardError = options.standardOutput;
-        options.withoutFsync = true;
-        options.ownProcessGroup = true;
-        if (verbose) {
-            if (step.breaksLoops) std::cout << "Breaking loops..." << std::endl;
-            std::cout << "External command: " << commandText(step) << std::endl;
-        }
+        if (job.step == 0) jobStarts[job.job] = std::chrono::steady_clock::now();
         std::string error;
-        const pid_t process = startProcess(arguments, options, error);
+        const pid_t process = startFastlinkStep(jobs[job.job].steps[job.step], job.directory, verbose, error);
         if (process < 0) {
-            fail(job, "Unable to start " + step.program + ": " + error, false);
+            fail(job, error, false);
             return;
         }
         active[process] = job;
@@ -226,6 +197,8 @@ bool FastlinkRunner::run(std::vector<FastlinkJob>& jobs) {
             if (!jobs[job.job].readOutput(job.directory)) {
                 fail(job, "Its output file outfile.dat is missing or incomplete", true);
             } else {
+                jobSeconds[job.job] =
+                    std::chrono::duration<double>(std::chrono::steady_clock::now() - jobStarts[job.job]).count();
                 ++done;
                 progress.update(done);
             }

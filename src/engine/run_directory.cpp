@@ -1,9 +1,13 @@
 #include "engine/run_directory.h"
 
+#include <dirent.h>
+#include <fcntl.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
+#include <cstring>
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
@@ -28,11 +32,36 @@ char runPathForHandler[4096] = {0};
 volatile std::sig_atomic_t runningJobs = 0;
 volatile std::sig_atomic_t pendingSignal = 0;
 
+// Removes a file or a directory tree with system calls alone, which a signal handler may make.
+// Entries are removed while the directory is read, so it is read again until nothing is left.
+bool removeTreeAt(int parent, const char* name, int depth) {
+    if (unlinkat(parent, name, 0) == 0) return true;
+    if (errno != EISDIR || depth > 8) return false;
+    const int directory = openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
+    if (directory < 0) return false;
+    alignas(dirent64) char entries[2048];
+    for (bool removed = true; removed;) {
+        removed = false;
+        lseek(directory, 0, SEEK_SET);
+        for (ssize_t length; (length = getdents64(directory, entries, sizeof entries)) > 0;)
+            for (ssize_t offset = 0; offset < length;) {
+                const dirent64* entry = reinterpret_cast<const dirent64*>(entries + offset);
+                offset += entry->d_reclen;
+                if (std::strcmp(entry->d_name, ".") == 0 || std::strcmp(entry->d_name, "..") == 0) continue;
+                if (removeTreeAt(directory, entry->d_name, depth + 1)) removed = true;
+            }
+    }
+    close(directory);
+    return unlinkat(parent, name, AT_REMOVEDIR) == 0;
+}
+
 void onInterrupt(int signal) {
     pendingSignal = signal;
     if (runningJobs) return;
-    // No runner at work: no job directory exists, the run directory is empty or absent.
-    if (runPathForHandler[0]) rmdir(runPathForHandler);
+    // No runner at work: no program writes into the run directory any more. It holds at
+    // most a rank's copy of its input links and files left by reading (a run over several
+    // ranks), which go with it.
+    if (runPathForHandler[0]) removeTreeAt(AT_FDCWD, runPathForHandler, 0);
     std::signal(signal, SIG_DFL);
     std::raise(signal);
 }

@@ -96,6 +96,7 @@ EngineRouting routePedigrees(const Pedigrees& pedigrees, const FastlinkPedigreeS
         routing.bits.push_back(cost.bits);
         const RouteDecision decision = chooseEngine(settings, cost);
         routing.peeled.push_back(decision.peel ? 1 : 0);
+        routing.nativeSeconds.push_back(decision.peel ? peelingSeconds(cost) : cost.nativeUsable ? nativeSeconds(cost) : 0.0);
         if (decision.route == Route::Native) routing.native.push_back(position);
         else if (decision.route == Route::Fastlink) routing.fastlink.push_back(position);
         else {

@@ -20,6 +20,7 @@ struct EngineRouting {
     std::vector<size_t> skipped;
     std::vector<int> bits;         // per position: meiosis bits (0 where the native engine cannot take it)
     std::vector<char> peeled;      // per position: the native engine peels it
+    std::vector<double> nativeSeconds;  // per position: the native engine's estimated time for the analysis
     std::string notes;             // one line per skipped pedigree
     // The console line saying how many pedigrees each engine computes (and, verbose, which).
     std::string summary(const Pedigrees& pedigrees, const FastlinkPedigreeSet& set) const;

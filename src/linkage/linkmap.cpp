@@ -5,11 +5,11 @@
 #include <cmath>
 #include <iostream>
 #include <memory>
+#include <mutex>
 
 #include "driver/utilities.h"
 #include "engine/fastlink_limits.h"
-#include "engine/fastlink_runner.h"
-#include "engine/parallel_tasks.h"
+#include "engine/likelihood_work.h"
 #include "likelihood/emissions.h"
 #include "likelihood/lander_green.h"
 #include "likelihood/peeling.h"
@@ -439,161 +439,252 @@ bool Linkmap::execute_analysis(const std::vector<std::string>& analysed, const s
     // Native pedigrees: [phenotype][window][trait position][native pedigree][point].
     std::vector<std::vector<std::vector<NativePositionValues>>> nativeResults(
         analysed.size(), std::vector<std::vector<NativePositionValues>>(windows));
-    const auto nativeStart = std::chrono::steady_clock::now();
-    std::vector<size_t> outOfMemory;
     const size_t nativeCount = routing.native.size();
+    likelihood::TraitModel traitModel;
     if (nativeCount > 0) {
-        likelihood::TraitModel traitModel;
         if (!nativeTraitModel(trait, model->getXlinked() != 0, traitModel)) return false;
         for (auto& phenotype : nativeResults)
             for (size_t w = 0; w < windows; ++w)
                 if (plans[w].skipMessage.empty())
                     phenotype[w].assign(plans[w].printedPoints.size(), NativePositionValues(nativeCount));
-        outOfMemory = runParallelTasks(pedigrees->getParallelJobs(), analysed.size() * nativeCount, [&](size_t task) {
-            const size_t p = task / nativeCount, i = task % nativeCount;
-            likelihood::PedigreeInput input;
-            std::string ignored;
-            pedigrees->getLikelihoodInput(set.pedigrees[routing.native[i]], analysed[p], liabilityClasses, columns,
-                                          input, ignored);
-            // Each window's likelihoods at its trait positions, by peeling or over inheritance
-            // states: `place(w)` readies a window, `at(t, left, right)` the trait at a point.
-            const auto scan = [&](const auto& place, const auto& at) {
-                for (size_t w = 0; w < windows; ++w) {
-                    const WindowPlan& plan = plans[w];
-                    if (!plan.skipMessage.empty()) continue;
-                    place(plan);
-                    const int k = static_cast<int>(plan.columns.size());
-                    for (int t = 0; t <= k; ++t) {
-                        std::vector<double>& values = nativeResults[p][w][static_cast<size_t>(t)][i];
-                        for (double left : plan.traitFractions[static_cast<size_t>(t)]) {
-                            const double right =
-                                t > 0 && t < k ? rightFraction(plan.fractions[static_cast<size_t>(t - 1)], left) : 0.0;
-                            values.push_back(at(plan, t, left, right));
-                        }
+    }
+    // A native task computes one trait of one pedigree in some of the windows that start on one
+    // chromosome: all of them, or for a pedigree that costs much a run of them, so that a
+    // whole-genome scan has pieces enough for many processes and one large pedigree does not keep
+    // the others waiting. The pieces of a pedigree share its trait emissions in each process.
+    std::vector<std::vector<size_t>> chromosomes;  // window indices, chromosome by chromosome
+    std::vector<std::string> chromosomeNames;
+    std::vector<double> windowWork(windows, 0.0);  // the window's share of the native work
+    double scanWork = 0.0;
+    for (size_t w = 0; w < windows; ++w) {
+        if (!plans[w].skipMessage.empty()) continue;
+        for (const auto& position : plans[w].printedPoints) windowWork[w] += 2.0 + static_cast<double>(position.size());
+        scanWork += windowWork[w];
+        const std::string& chromosome =
+            pedigrees->getMarkerMap()->getMarker(plans[w].markerIndices.front())->getChromosome();
+        if (chromosomeNames.empty() || chromosomeNames.back() != chromosome) {
+            chromosomeNames.push_back(chromosome);
+            chromosomes.emplace_back();
+        }
+        chromosomes.back().push_back(w);
+    }
+    struct Piece {
+        size_t phenotype, pedigree, chromosome;  // pedigree: place among the native pedigrees
+        std::vector<size_t> windows;
+        double cost;
+    };
+    double nativeTotal = 0.0;
+    for (size_t i = 0; i < nativeCount; ++i) nativeTotal += routing.nativeSeconds[routing.native[i]];
+    const double pieceTarget = std::max(0.5, nativeTotal / 16.0);
+    std::vector<Piece> pieces;
+    std::vector<char> split(nativeCount, 0);
+    for (size_t p = 0; p < analysed.size(); ++p)
+        for (size_t i = 0; i < nativeCount; ++i)
+            for (size_t c = 0; c < chromosomes.size(); ++c) {
+                double share = 0.0;
+                for (size_t w : chromosomes[c]) share += windowWork[w];
+                const double cost =
+                    routing.nativeSeconds[routing.native[i]] / static_cast<double>(analysed.size()) * share / scanWork;
+                const size_t parts = std::min(chromosomes[c].size(), static_cast<size_t>(std::ceil(cost / pieceTarget)));
+                if (parts > 1) split[i] = 1;
+                // Runs of windows of about equal work.
+                double done = 0.0;
+                for (size_t part = 0, k = 0; part < std::max<size_t>(1, parts); ++part) {
+                    Piece piece{p, i, c, {}, 0.0};
+                    const double until = share * static_cast<double>(part + 1) / static_cast<double>(std::max<size_t>(1, parts));
+                    while (k < chromosomes[c].size() && (piece.windows.empty() || done + windowWork[chromosomes[c][k]] / 2.0 <= until)) {
+                        done += windowWork[chromosomes[c][k]];
+                        piece.windows.push_back(chromosomes[c][k++]);
+                    }
+                    if (part + 1 == std::max<size_t>(1, parts))
+                        while (k < chromosomes[c].size()) piece.windows.push_back(chromosomes[c][k++]);
+                    for (size_t w : piece.windows) piece.cost += cost * windowWork[w] / share;
+                    if (!piece.windows.empty()) pieces.push_back(std::move(piece));
+                }
+            }
+    // Trait emissions of the pedigrees split into pieces, made once per process.
+    std::vector<std::once_flag> traitMade(analysed.size() * nativeCount);
+    std::vector<likelihood::ScaledVector> traitOf(analysed.size() * nativeCount);
+    NativeTasks native;
+    native.count = pieces.size();
+    native.compute = [&](size_t task) {
+        const Piece& piece = pieces[task];
+        const size_t p = piece.phenotype, i = piece.pedigree;
+        likelihood::PedigreeInput input;
+        std::string ignored;
+        pedigrees->getLikelihoodInput(set.pedigrees[routing.native[i]], analysed[p], liabilityClasses, columns, input,
+                                      ignored);
+        // Each window's likelihoods at its trait positions: `place(plan)` readies a window,
+        // `at(plan, t, left, right)` gives the trait at a point.
+        const auto scan = [&](const auto& place, const auto& at) {
+            for (size_t w : piece.windows) {
+                const WindowPlan& plan = plans[w];
+                place(plan);
+                const int k = static_cast<int>(plan.columns.size());
+                for (int t = 0; t <= k; ++t) {
+                    std::vector<double>& values = nativeResults[p][w][static_cast<size_t>(t)][i];
+                    values.clear();
+                    for (double left : plan.traitFractions[static_cast<size_t>(t)]) {
+                        const double right =
+                            t > 0 && t < k ? rightFraction(plan.fractions[static_cast<size_t>(t - 1)], left) : 0.0;
+                        values.push_back(at(plan, t, left, right));
                     }
                 }
-            };
-            if (routing.peeled[routing.native[i]]) {
-                likelihood::LocusModel loci;
-                loci.trait = traitModel;
-                loci.markerFrequencies.resize(columns.size());
-                for (const WindowPlan& plan : plans)
-                    for (size_t m = 0; m < plan.columns.size() && plan.skipMessage.empty(); ++m)
-                        loci.markerFrequencies[columnOf.at(plan.columns[m].markerIndex)] = plan.loci[m]->getAlleleFrequencies();
-                likelihood::Peeling peeling;
-                likelihood::Peeling::build(input, loci, false, peeling);
-                std::vector<int> windowColumns;
-                int placedAt = -1;
-                scan(
-                    [&](const WindowPlan& plan) {
-                        windowColumns.clear();
-                        for (const FastlinkMarkerColumn& column : plan.columns)
-                            windowColumns.push_back(static_cast<int>(columnOf.at(column.markerIndex)));
-                        placedAt = -1;
-                    },
-                    [&](const WindowPlan& plan, int t, double left, double right) {
-                        if (t != placedAt) peeling.place(windowColumns, placedAt = t);
-                        return peeling.lnLikelihood(likelihood::Peeling::lociFractions(plan.fractions, t, left, right));
-                    });
-                return;
             }
-            likelihood::InheritanceSpace space;
-            likelihood::InheritanceSpace::build(input, model->getXlinked() != 0, space);
-            likelihood::ScaledVector traitEmission;
-            likelihood::traitEmissions(space, input.persons, traitModel, traitEmission.values);
-            traitEmission.normalise();
-            likelihood::MarkerWindow sweep(space);
-            std::vector<likelihood::ScaledVector> markers;
+        };
+        if (routing.peeled[routing.native[i]]) {
+            likelihood::LocusModel loci;
+            loci.trait = traitModel;
+            loci.markerFrequencies.resize(columns.size());
+            for (const WindowPlan& plan : plans)
+                for (size_t m = 0; m < plan.columns.size() && plan.skipMessage.empty(); ++m)
+                    loci.markerFrequencies[columnOf.at(plan.columns[m].markerIndex)] = plan.loci[m]->getAlleleFrequencies();
+            likelihood::Peeling peeling;
+            likelihood::Peeling::build(input, loci, false, peeling);
+            std::vector<int> windowColumns;
+            int placedAt = -1;
             scan(
                 [&](const WindowPlan& plan) {
-                    markers.resize(plan.columns.size());
-                    for (size_t m = 0; m < plan.columns.size(); ++m) {
-                        markers[m].logScale = 0.0;
-                        likelihood::markerEmissions(space, input.genotypes[columnOf.at(plan.columns[m].markerIndex)],
-                                                    plan.loci[m]->getAlleleFrequencies(), markers[m].values);
-                        markers[m].normalise();
-                    }
-                    sweep.sweep(markers, plan.fractions);
+                    windowColumns.clear();
+                    for (const FastlinkMarkerColumn& column : plan.columns)
+                        windowColumns.push_back(static_cast<int>(columnOf.at(column.markerIndex)));
+                    placedAt = -1;
                 },
-                [&](const WindowPlan&, int t, double left, double right) {
-                    return sweep.lnLikelihood(traitEmission, t, left, right);
+                [&](const WindowPlan& plan, int t, double left, double right) {
+                    if (t != placedAt) peeling.place(windowColumns, placedAt = t);
+                    return peeling.lnLikelihood(likelihood::Peeling::lociFractions(plan.fractions, t, left, right));
                 });
-        });
-    }
-    const auto nativeEnd = std::chrono::steady_clock::now();
-    // Pedigrees the native engine ran out of memory on go to FASTLINK where it can take them,
-    // or are skipped.
-    std::vector<size_t> nativePositions, fastlinkPositions;
-    const std::vector<char> failed = rerouteOutOfMemory(*pedigrees, set, routing, outOfMemory, work.fastlinkUsable,
-                                                        nativePositions, fastlinkPositions);
-    for (auto& phenotype : nativeResults)
-        for (auto& window : phenotype)
-            for (NativePositionValues& position : window) dropFailed(position, failed);
-    for (WindowPlan& plan : plans)
-        if (plan.skipMessage.empty()) planBatches(set, fastlinkPositions, !nativePositions.empty(), plan);
+            return;
+        }
+        likelihood::InheritanceSpace space;
+        likelihood::InheritanceSpace::build(input, model->getXlinked() != 0, space);
+        likelihood::ScaledVector ownTrait;
+        const auto makeTrait = [&](likelihood::ScaledVector& trait) {
+            likelihood::traitEmissions(space, input.persons, traitModel, trait.values);
+            trait.normalise();
+        };
+        const size_t pedigreeTask = p * nativeCount + i;
+        if (split[i]) std::call_once(traitMade[pedigreeTask], makeTrait, std::ref(traitOf[pedigreeTask]));
+        else makeTrait(ownTrait);
+        const likelihood::ScaledVector& traitEmission = split[i] ? traitOf[pedigreeTask] : ownTrait;
+        likelihood::MarkerWindow sweep(space);
+        std::vector<likelihood::ScaledVector> markers;
+        scan(
+            [&](const WindowPlan& plan) {
+                markers.resize(plan.columns.size());
+                for (size_t m = 0; m < plan.columns.size(); ++m) {
+                    markers[m].logScale = 0.0;
+                    likelihood::markerEmissions(space, input.genotypes[columnOf.at(plan.columns[m].markerIndex)],
+                                                plan.loci[m]->getAlleleFrequencies(), markers[m].values);
+                    markers[m].normalise();
+                }
+                sweep.sweep(markers, plan.fractions);
+            },
+            [&](const WindowPlan&, int t, double left, double right) {
+                return sweep.lnLikelihood(traitEmission, t, left, right);
+            });
+    };
+    native.results = [&](size_t task) {
+        const Piece& piece = pieces[task];
+        std::vector<std::vector<double>*> values;
+        for (size_t w : piece.windows)
+            for (NativePositionValues& position : nativeResults[piece.phenotype][w]) values.push_back(&position[piece.pedigree]);
+        return values;
+    };
+    native.cost = [&](size_t task) { return pieces[task].cost; };
+    native.describe = [&](size_t task) {
+        const Piece& piece = pieces[task];
+        std::string text = "trait " + analysed[piece.phenotype] + ", pedigree " +
+                           pedigrees->getPedigreeLabel(set.pedigrees[routing.native[piece.pedigree]]);
+        if (chromosomes.size() > 1) text += ", windows from chromosome " + chromosomeNames[piece.chromosome];
+        if (split[piece.pedigree])
+            text += ", windows " + windowName(plans[piece.windows.front()].key) + " to " +
+                    windowName(plans[piece.windows.back()].key);
+        return text;
+    };
 
+    // Pedigrees the native engine ran out of memory on go to FASTLINK where it can take them,
+    // or are skipped; then one job per phenotype, window, trait position and batch.
+    const auto nativeStart = std::chrono::steady_clock::now();
+    auto nativeEnd = nativeStart;
+    std::vector<size_t> nativePositions, fastlinkPositions;
     const std::string program = slow ? "linkmapvarkelslow" : "linkmapvarkel";
     // [phenotype][window][trait position][batch]
     std::vector<std::vector<std::vector<std::vector<std::unique_ptr<LinkmapLikelihoods>>>>> batchResults(
         analysed.size());
-    std::vector<FastlinkJob> jobs;
-    for (size_t p = 0; p < analysed.size(); ++p) {
-        batchResults[p].resize(windows);
-        for (size_t w = 0; w < windows; ++w) {
-            const WindowPlan& plan = plans[w];
-            if (!plan.skipMessage.empty()) continue;
-            const int k = static_cast<int>(plan.columns.size());
-            batchResults[p][w].resize(static_cast<size_t>(k) + 1);
-            for (int t = 0; t <= k; ++t) {
-                batchResults[p][w][static_cast<size_t>(t)].resize(plan.batches.batches.size());
-                for (size_t b = 0; b < plan.batches.batches.size(); ++b) {
-                    const PedigreeBatch& batch = plan.batches.batches[b];
-                    std::vector<const FastlinkMarkerColumn*> batchColumns;
-                    for (const FastlinkMarkerColumn& column : plan.columns) batchColumns.push_back(&column);
-                    const BatchInput input = batchInput(*pedigrees, set, batch, analysed[p], liabilityClasses, batchColumns);
-                    FastlinkJob job;
-                    job.description = "trait " + analysed[p] + " at position " + IntToString(t) + " of the window " +
-                                      plan.key + input.pedigreesText;
-                    // LINKMAP's work grows with the persons and the square of the haplotypes.
-                    double haplotypes = 1.0;
-                    for (const AlleleDowncoding& coding : batch.markers)
-                        haplotypes *= static_cast<double>(coding.frequencies.size());
-                    job.size = input.persons * haplotypes * haplotypes;
-                    job.steps = fastlinkSteps(input.loops, program, "Error in executing LINKMAPVARKEL: " + program);
-                    job.steps[input.loops ? 1 : 0].errorLine = "Error in executing UNKNOWVARKEL: unknownvarkel";
-                    const FastlinkPedigreeFile content = input.file;
-                    const std::vector<AlleleDowncoding>* alleles = &batch.markers;
-                    const int stepsPerInterval = steps;
-                    job.writeInput = [this, content, model, trait, &plan, alleles, t,
-                                      stepsPerInterval](const std::string& directory) {
-                        if (!pedigrees->writePedigreeFile(directory + "/pedfile.dat", content)) return false;
-                        std::unique_ptr<LinkageLocusFile> file(
-                            linkmapLocusFile(model, trait, plan.loci, *alleles, plan.fractions, t, stepsPerInterval));
-                        file->writeLocusFile(directory + "/datafile.dat", {});
-                        return true;
-                    };
-                    std::vector<int> order;
-                    for (int m = 0; m < k; ++m) order.push_back(m + 2);
-                    order.insert(order.begin() + t, 1);
-                    const int pedigreeCount = static_cast<int>(content.pedigrees.size());
-                    std::unique_ptr<LinkmapLikelihoods>* slot = &batchResults[p][w][static_cast<size_t>(t)][b];
-                    const std::vector<std::string> names = plan.markerNames;
-                    job.readOutput = [slot, order, k, names, pedigreeCount, t](const std::string& directory) {
-                        slot->reset(new LinkmapLikelihoods(order, k + 1, names, pedigreeCount, t));
-                        std::streambuf* console = std::cout.rdbuf(nullptr);
-                        const bool read = (*slot)->readOutFile(directory + "/outfile.dat");
-                        std::cout.rdbuf(console);
-                        return read && !(*slot)->getEvaluations().empty();
-                    };
-                    jobs.push_back(std::move(job));
+    const auto planJobs = [&](const std::vector<size_t>& outOfMemory) {
+        nativeEnd = std::chrono::steady_clock::now();
+        // The task numbers of the pedigrees, trait by trait, as the rerouting counts them.
+        std::vector<size_t> pedigreeTasks;
+        for (size_t task : outOfMemory) pedigreeTasks.push_back(pieces[task].phenotype * nativeCount + pieces[task].pedigree);
+        const std::vector<char> failed = rerouteOutOfMemory(*pedigrees, set, routing, pedigreeTasks,
+                                                            work.fastlinkUsable, nativePositions, fastlinkPositions);
+        for (auto& phenotype : nativeResults)
+            for (auto& window : phenotype)
+                for (NativePositionValues& position : window) dropFailed(position, failed);
+        for (WindowPlan& plan : plans)
+            if (plan.skipMessage.empty()) planBatches(set, fastlinkPositions, !nativePositions.empty(), plan);
+
+        std::vector<FastlinkJob> jobs;
+        for (size_t p = 0; p < analysed.size(); ++p) {
+            batchResults[p].resize(windows);
+            for (size_t w = 0; w < windows; ++w) {
+                const WindowPlan& plan = plans[w];
+                if (!plan.skipMessage.empty()) continue;
+                const int k = static_cast<int>(plan.columns.size());
+                batchResults[p][w].resize(static_cast<size_t>(k) + 1);
+                for (int t = 0; t <= k; ++t) {
+                    batchResults[p][w][static_cast<size_t>(t)].resize(plan.batches.batches.size());
+                    for (size_t b = 0; b < plan.batches.batches.size(); ++b) {
+                        const PedigreeBatch& batch = plan.batches.batches[b];
+                        std::vector<const FastlinkMarkerColumn*> batchColumns;
+                        for (const FastlinkMarkerColumn& column : plan.columns) batchColumns.push_back(&column);
+                        const BatchInput input = batchInput(*pedigrees, set, batch, analysed[p], liabilityClasses, batchColumns);
+                        FastlinkJob job;
+                        job.description = "trait " + analysed[p] + " at position " + IntToString(t) + " of the window " +
+                                          windowName(plan.key) + ", " + input.pedigreesText;
+                        // LINKMAP's work grows with the persons and the square of the haplotypes.
+                        double haplotypes = 1.0;
+                        for (const AlleleDowncoding& coding : batch.markers)
+                            haplotypes *= static_cast<double>(coding.frequencies.size());
+                        job.size = input.persons * haplotypes * haplotypes;
+                        job.steps = fastlinkSteps(input.loops, program, "Error in executing LINKMAPVARKEL: " + program);
+                        job.steps[input.loops ? 1 : 0].errorLine = "Error in executing UNKNOWVARKEL: unknownvarkel";
+                        const FastlinkPedigreeFile content = input.file;
+                        const std::vector<AlleleDowncoding>* alleles = &batch.markers;
+                        const int stepsPerInterval = steps;
+                        job.writeInput = [this, content, model, trait, &plan, alleles, t,
+                                          stepsPerInterval](const std::string& directory) {
+                            if (!pedigrees->writePedigreeFile(directory + "/pedfile.dat", content)) return false;
+                            std::unique_ptr<LinkageLocusFile> file(
+                                linkmapLocusFile(model, trait, plan.loci, *alleles, plan.fractions, t, stepsPerInterval));
+                            file->writeLocusFile(directory + "/datafile.dat", {});
+                            return true;
+                        };
+                        std::vector<int> order;
+                        for (int m = 0; m < k; ++m) order.push_back(m + 2);
+                        order.insert(order.begin() + t, 1);
+                        const int pedigreeCount = static_cast<int>(content.pedigrees.size());
+                        std::unique_ptr<LinkmapLikelihoods>* slot = &batchResults[p][w][static_cast<size_t>(t)][b];
+                        const std::vector<std::string> names = plan.markerNames;
+                        job.readOutput = [slot, order, k, names, pedigreeCount, t](const std::string& directory) {
+                            slot->reset(new LinkmapLikelihoods(order, k + 1, names, pedigreeCount, t));
+                            std::streambuf* console = std::cout.rdbuf(nullptr);
+                            const bool read = (*slot)->readOutFile(directory + "/outfile.dat");
+                            std::cout.rdbuf(console);
+                            return read && !(*slot)->getEvaluations().empty();
+                        };
+                        jobs.push_back(std::move(job));
+                    }
                 }
             }
         }
-    }
 
-    std::cout.flush();
-    FastlinkRunner runner(pedigrees->getParallelJobs(), pedigrees->isVerbose(), pedigrees->getOutputPrefix());
-    if (!runner.run(jobs)) return false;
+        std::cout.flush();
+        return jobs;
+    };
+    const WorkSettings engines{pedigrees->getParallelJobs(), pedigrees->isVerbose(), pedigrees->getOutputPrefix()};
+    if (!computeLikelihoods(engines, native, planJobs)) return false;
     if (pedigrees->isVerbose())
         std::cout << engineTimes(nativeEnd - nativeStart, std::chrono::steady_clock::now() - nativeEnd);
 
@@ -644,6 +735,12 @@ bool Linkmap::execute_analysis(const std::vector<std::string>& analysed, const s
     // Which engine computed which pedigrees, after the tables.
     std::cout << routing.notes << routing.summary(*pedigrees, set);
     return true;
+}
+
+std::string Linkmap::windowName(const std::string& key) {
+    std::string name = key;
+    while (!name.empty() && name.back() == ' ') name.pop_back();
+    return name;
 }
 
 double Linkmap::getPosition(const LinkmapLikelihoods* record, const FastlinkLikelihoods* evaluation) const {

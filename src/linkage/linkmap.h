@@ -69,6 +69,8 @@ public:
     // reference (the trait before the first marker at recombination fraction 0.5).
     static double pedigreeLod(const std::vector<LinkmapLikelihoods*>& window, const FastlinkLikelihoods* evaluation,
                               const std::string& pedigree);
+    // A window's marker names as a label (its key without the trailing blank).
+    static std::string windowName(const std::string& key);
 
 private:
     struct WindowPlan;

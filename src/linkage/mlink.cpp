@@ -9,8 +9,7 @@
 #include <sstream>
 
 #include "driver/utilities.h"
-#include "engine/fastlink_runner.h"
-#include "engine/parallel_tasks.h"
+#include "engine/likelihood_work.h"
 #include "likelihood/emissions.h"
 #include "likelihood/lander_green.h"
 #include "likelihood/peeling.h"
@@ -324,110 +323,149 @@ bool MLink::run(const std::string& mode, const std::string& markerName, const st
     // [phenotype][marker][native pedigree][theta]
     std::vector<std::vector<NativeMarkerValues>> nativeResults(phenotypes.size(),
                                                                std::vector<NativeMarkerValues>(plans.size()));
-    const auto nativeStart = std::chrono::steady_clock::now();
-    std::vector<size_t> outOfMemory;
-    if (!routing.native.empty()) {
-        likelihood::TraitModel traitModel;
+    const size_t nativeCount = routing.native.size();
+    likelihood::TraitModel traitModel;
+    if (nativeCount > 0) {
         if (!nativeTraitModel(trait, model->getXlinked() != 0, traitModel)) return false;
         for (auto& phenotype : nativeResults)
             for (size_t m = 0; m < plans.size(); ++m)
-                if (plans[m].skipMessage.empty()) phenotype[m].resize(routing.native.size());
-        const std::vector<double> fractions = mlinkFractions();
-        const size_t nativeCount = routing.native.size();
-        outOfMemory = runParallelTasks(pedigrees->getParallelJobs(), phenotypes.size() * nativeCount, [&](size_t task) {
-            const size_t p = task / nativeCount, i = task % nativeCount;
-            likelihood::PedigreeInput input;
-            std::string ignored;
-            pedigrees->getLikelihoodInput(set.pedigrees[routing.native[i]], phenotypes[p], liabilityClasses,
-                                          work.columns, input, ignored);
-            if (routing.peeled[routing.native[i]]) {
-                likelihood::LocusModel loci;
-                loci.trait = traitModel;
-                for (const std::vector<double>* frequencies : work.frequencies) loci.markerFrequencies.push_back(*frequencies);
-                likelihood::Peeling peeling;
-                likelihood::Peeling::build(input, loci, false, peeling);
-                int column = 0;
-                for (size_t m = 0; m < plans.size(); ++m) {
-                    if (!plans[m].skipMessage.empty()) continue;
-                    peeling.place({column++}, 0);
-                    for (double theta : fractions) nativeResults[p][m][i].push_back(peeling.lnLikelihood({theta}));
-                }
-                return;
-            }
-            likelihood::InheritanceSpace space;
-            likelihood::InheritanceSpace::build(input, model->getXlinked() != 0, space);
-            likelihood::ScaledVector traitEmission;
-            likelihood::traitEmissions(space, input.persons, traitModel, traitEmission.values);
-            traitEmission.normalise();
-            likelihood::TwoPointTrait twoPoint(space, traitEmission, fractions);
-            std::vector<likelihood::EmissionTerm> marker;
-            size_t column = 0;
-            for (size_t m = 0; m < plans.size(); ++m) {
-                if (!plans[m].skipMessage.empty()) continue;
-                const double logScale = likelihood::markerEmissionTerms(
-                    space, input.genotypes[column++], plans[m].locus->getAlleleFrequencies(), marker);
-                twoPoint.add(marker, logScale);
-            }
-            const std::vector<std::vector<double>>& lnLikelihoods = twoPoint.lnLikelihoods();
-            size_t analysed = 0;
-            for (size_t m = 0; m < plans.size(); ++m)
-                if (plans[m].skipMessage.empty()) nativeResults[p][m][i] = lnLikelihoods[analysed++];
-        });
+                if (plans[m].skipMessage.empty()) phenotype[m].resize(nativeCount);
     }
-    const auto nativeEnd = std::chrono::steady_clock::now();
-    // Pedigrees the native engine ran out of memory on go to FASTLINK, or are skipped.
-    std::vector<size_t> nativePositions, fastlinkPositions;
-    const std::vector<char> failed =
-        rerouteOutOfMemory(*pedigrees, set, routing, outOfMemory, true, nativePositions, fastlinkPositions);
-    for (auto& phenotype : nativeResults)
-        for (NativeMarkerValues& marker : phenotype) dropFailed(marker, failed);
-    for (MarkerPlan& plan : plans)
-        if (plan.skipMessage.empty()) planBatches(set, fastlinkPositions, !nativePositions.empty(), plan);
+    // A native task computes one trait of one pedigree on the markers of one chromosome, so that
+    // a whole-genome scan has pieces enough for many processes.
+    std::vector<size_t> columnOfPlan(plans.size(), 0);
+    std::vector<std::vector<size_t>> chromosomes;  // plan indices, chromosome by chromosome
+    std::vector<std::string> chromosomeNames;
+    for (size_t m = 0, column = 0; m < plans.size(); ++m) {
+        if (!plans[m].skipMessage.empty()) continue;
+        columnOfPlan[m] = column++;
+        const std::string& chromosome = map->getMarkerWithName(plans[m].name)->getChromosome();
+        if (chromosomeNames.empty() || chromosomeNames.back() != chromosome) {
+            chromosomeNames.push_back(chromosome);
+            chromosomes.emplace_back();
+        }
+        chromosomes.back().push_back(m);
+    }
+    const size_t chunks = std::max<size_t>(1, chromosomes.size());
+    const size_t analysedMarkers = work.columns.size();
+    const std::vector<double> thetas = mlinkFractions();
+    NativeTasks native;
+    native.count = chromosomes.empty() ? 0 : phenotypes.size() * nativeCount * chunks;
+    native.compute = [&](size_t task) {
+        const size_t p = task / (nativeCount * chunks), i = task / chunks % nativeCount, c = task % chunks;
+        likelihood::PedigreeInput input;
+        std::string ignored;
+        pedigrees->getLikelihoodInput(set.pedigrees[routing.native[i]], phenotypes[p], liabilityClasses, work.columns,
+                                      input, ignored);
+        if (routing.peeled[routing.native[i]]) {
+            likelihood::LocusModel loci;
+            loci.trait = traitModel;
+            for (const std::vector<double>* frequencies : work.frequencies) loci.markerFrequencies.push_back(*frequencies);
+            likelihood::Peeling peeling;
+            likelihood::Peeling::build(input, loci, false, peeling);
+            for (size_t m : chromosomes[c]) {
+                peeling.place({static_cast<int>(columnOfPlan[m])}, 0);
+                std::vector<double>& values = nativeResults[p][m][i];
+                values.clear();
+                for (double theta : thetas) values.push_back(peeling.lnLikelihood({theta}));
+            }
+            return;
+        }
+        likelihood::InheritanceSpace space;
+        likelihood::InheritanceSpace::build(input, model->getXlinked() != 0, space);
+        likelihood::ScaledVector traitEmission;
+        likelihood::traitEmissions(space, input.persons, traitModel, traitEmission.values);
+        traitEmission.normalise();
+        likelihood::TwoPointTrait twoPoint(space, traitEmission, thetas);
+        std::vector<likelihood::EmissionTerm> marker;
+        for (size_t m : chromosomes[c]) {
+            const double logScale = likelihood::markerEmissionTerms(space, input.genotypes[columnOfPlan[m]],
+                                                                    plans[m].locus->getAlleleFrequencies(), marker);
+            twoPoint.add(marker, logScale);
+        }
+        const std::vector<std::vector<double>>& lnLikelihoods = twoPoint.lnLikelihoods();
+        for (size_t k = 0; k < chromosomes[c].size(); ++k) nativeResults[p][chromosomes[c][k]][i] = lnLikelihoods[k];
+    };
+    native.results = [&](size_t task) {
+        const size_t p = task / (nativeCount * chunks), i = task / chunks % nativeCount, c = task % chunks;
+        std::vector<std::vector<double>*> values;
+        for (size_t m : chromosomes[c]) values.push_back(&nativeResults[p][m][i]);
+        return values;
+    };
+    native.cost = [&](size_t task) {
+        const size_t i = task / chunks % nativeCount, c = task % chunks;
+        return routing.nativeSeconds[routing.native[i]] / static_cast<double>(phenotypes.size()) *
+               static_cast<double>(chromosomes[c].size()) / static_cast<double>(analysedMarkers);
+    };
+    native.describe = [&](size_t task) {
+        const size_t p = task / (nativeCount * chunks), i = task / chunks % nativeCount, c = task % chunks;
+        return "trait " + phenotypes[p] + ", pedigree " + pedigrees->getPedigreeLabel(set.pedigrees[routing.native[i]]) +
+               (chunks > 1 ? ", chromosome " + chromosomeNames[c] : std::string());
+    };
 
-    // One job per phenotype, marker and batch; each batch's records land in its own slot.
+    // Pedigrees the native engine ran out of memory on go to FASTLINK, or are skipped; then one
+    // job per phenotype, marker and batch, each batch's records landing in its own slot.
+    const auto nativeStart = std::chrono::steady_clock::now();
+    auto nativeEnd = nativeStart;
+    std::vector<size_t> nativePositions, fastlinkPositions;
     std::vector<std::vector<std::vector<std::unique_ptr<MLinkMarker>>>> batchResults(phenotypes.size());
-    std::vector<FastlinkJob> jobs;
-    for (size_t p = 0; p < phenotypes.size(); ++p) {
-        batchResults[p].resize(plans.size());
-        for (size_t m = 0; m < plans.size(); ++m) {
-            const MarkerPlan& plan = plans[m];
-            if (!plan.skipMessage.empty()) continue;
-            batchResults[p][m].resize(plan.batches.batches.size());
-            for (size_t b = 0; b < plan.batches.batches.size(); ++b) {
-                const PedigreeBatch& batch = plan.batches.batches[b];
-                const BatchInput input = batchInput(*pedigrees, set, batch, phenotypes[p], liabilityClasses, {&plan.column});
-                FastlinkJob job;
-                job.description = "trait " + phenotypes[p] + ", marker " + plan.name + ", " + input.pedigreesText;
-                // The work grows with the persons and the square of the alleles FASTLINK sees.
-                const double alleles = static_cast<double>(batch.markers[0].frequencies.size());
-                job.size = input.persons * alleles * alleles;
-                job.steps = fastlinkSteps(input.loops, mlinkProgram, "Error in executing MLINK: " + mlinkProgram);
-                const AlleleDowncoding* alleleCoding = &batch.markers[0];
-                const FastlinkPedigreeFile content = input.file;
-                job.writeInput = [this, content, model, trait, &plan, alleleCoding](const std::string& directory) {
-                    if (!pedigrees->writePedigreeFile(directory + "/pedfile.dat", content)) return false;
-                    std::unique_ptr<LinkageLocusFile> pair(pairLocusFile(model, trait, plan.locus, *alleleCoding));
-                    pair->writeLocusFile(directory + "/datafile.dat", {});
-                    return true;
-                };
-                const int pedigreeCount = static_cast<int>(content.pedigrees.size());
-                std::unique_ptr<MLinkMarker>* slot = &batchResults[p][m][b];
-                job.readOutput = [slot, pedigreeCount](const std::string& directory) {
-                    slot->reset(readResultsFile(directory + "/outfile.dat", pedigreeCount));
-                    if (!*slot || (*slot)->getLikelihoodsNames().empty()) return false;
-                    for (const std::string& theta : (*slot)->getLikelihoodsNames())
-                        if (static_cast<int>((*slot)->getLikelihoods(theta)->getPedigreeNames().size()) != pedigreeCount)
-                            return false;
-                    return true;
-                };
-                jobs.push_back(std::move(job));
+    const auto planJobs = [&](const std::vector<size_t>& outOfMemory) {
+        nativeEnd = std::chrono::steady_clock::now();
+        // The task numbers of the pedigrees, trait by trait, as the rerouting counts them.
+        std::vector<size_t> pedigreeTasks;
+        for (size_t task : outOfMemory) pedigreeTasks.push_back(task / chunks);
+        const std::vector<char> failed =
+            rerouteOutOfMemory(*pedigrees, set, routing, pedigreeTasks, true, nativePositions, fastlinkPositions);
+        for (auto& phenotype : nativeResults)
+            for (NativeMarkerValues& marker : phenotype) dropFailed(marker, failed);
+        for (MarkerPlan& plan : plans)
+            if (plan.skipMessage.empty()) planBatches(set, fastlinkPositions, !nativePositions.empty(), plan);
+
+        std::vector<FastlinkJob> jobs;
+        for (size_t p = 0; p < phenotypes.size(); ++p) {
+            batchResults[p].resize(plans.size());
+            for (size_t m = 0; m < plans.size(); ++m) {
+                const MarkerPlan& plan = plans[m];
+                if (!plan.skipMessage.empty()) continue;
+                batchResults[p][m].resize(plan.batches.batches.size());
+                for (size_t b = 0; b < plan.batches.batches.size(); ++b) {
+                    const PedigreeBatch& batch = plan.batches.batches[b];
+                    const BatchInput input =
+                        batchInput(*pedigrees, set, batch, phenotypes[p], liabilityClasses, {&plan.column});
+                    FastlinkJob job;
+                    job.description = "trait " + phenotypes[p] + ", marker " + plan.name + ", " + input.pedigreesText;
+                    // The work grows with the persons and the square of the alleles FASTLINK sees.
+                    const double alleles = static_cast<double>(batch.markers[0].frequencies.size());
+                    job.size = input.persons * alleles * alleles;
+                    job.steps = fastlinkSteps(input.loops, mlinkProgram, "Error in executing MLINK: " + mlinkProgram);
+                    const AlleleDowncoding* alleleCoding = &batch.markers[0];
+                    const FastlinkPedigreeFile content = input.file;
+                    job.writeInput = [this, content, model, trait, &plan, alleleCoding](const std::string& directory) {
+                        if (!pedigrees->writePedigreeFile(directory + "/pedfile.dat", content)) return false;
+                        std::unique_ptr<LinkageLocusFile> pair(pairLocusFile(model, trait, plan.locus, *alleleCoding));
+                        pair->writeLocusFile(directory + "/datafile.dat", {});
+                        return true;
+                    };
+                    const int pedigreeCount = static_cast<int>(content.pedigrees.size());
+                    std::unique_ptr<MLinkMarker>* slot = &batchResults[p][m][b];
+                    job.readOutput = [slot, pedigreeCount](const std::string& directory) {
+                        slot->reset(readResultsFile(directory + "/outfile.dat", pedigreeCount));
+                        if (!*slot || (*slot)->getLikelihoodsNames().empty()) return false;
+                        for (const std::string& theta : (*slot)->getLikelihoodsNames())
+                            if (static_cast<int>((*slot)->getLikelihoods(theta)->getPedigreeNames().size()) !=
+                                pedigreeCount)
+                                return false;
+                        return true;
+                    };
+                    jobs.push_back(std::move(job));
+                }
             }
         }
-    }
-
-    std::cout.flush();
-    FastlinkRunner runner(pedigrees->getParallelJobs(), pedigrees->isVerbose(), pedigrees->getOutputPrefix());
-    if (!runner.run(jobs)) return false;
+        std::cout.flush();
+        return jobs;
+    };
+    const WorkSettings engines{pedigrees->getParallelJobs(), pedigrees->isVerbose(), pedigrees->getOutputPrefix()};
+    if (!computeLikelihoods(engines, native, planJobs)) return false;
     if (pedigrees->isVerbose())
         std::cout << engineTimes(nativeEnd - nativeStart, std::chrono::steady_clock::now() - nativeEnd);
 

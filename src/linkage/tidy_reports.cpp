@@ -100,8 +100,7 @@ bool writeMultipointTable(const std::string& fileName, const Linkmap& multipoint
             const std::vector<LinkmapLikelihoods*>& window = multipoint.getWindow(phenotype, key);
             if (window.empty() || window.front()->getEvaluations().empty()) continue;
             const auto& grid = multipoint.getHLods(phenotype, key);
-            std::string windowName = key;
-            while (!windowName.empty() && windowName.back() == ' ') windowName.pop_back();
+            const std::string windowName = Linkmap::windowName(key);
             const std::vector<std::string> pedigrees = window.front()->getEvaluations().front()->getPedigreeNames();
             for (size_t t = 0; t < window.size(); ++t) {
                 const LinkmapLikelihoods* record = window[t];
