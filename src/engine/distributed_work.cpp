@@ -566,6 +566,17 @@ bool runPart(const Part& part, LocalPieces& own, std::vector<size_t>& outOfMemor
     return cluster::rank() == 0 ? leadPart(part, own, outOfMemory) : followPart(part, own, outOfMemory);
 }
 
+// A worker's next message from rank 0, ending the process on an interrupt while it waits.
+cluster::Message nextMessage() {
+    ListeningForInterrupts listening;
+    cluster::Message message;
+    for (;;) {
+        if (run_directory::interrupted()) run_directory::endAfterInterrupt();
+        if (cluster::receive(message)) return message;
+        pause();
+    }
+}
+
 }  // namespace
 
 void setLocalThreads(int threads) { localThreads = std::max(1, threads); }
@@ -574,14 +585,8 @@ int reportReady(bool ok, const std::string& consoleTail) {
     ByteWriter ready = messageOf(Kind::Ready);
     ready.put<std::uint8_t>(ok ? 1 : 0).put<std::int32_t>(localThreads).put(cluster::hostName()).put(consoleTail);
     cluster::send(0, ready.take());
-    ListeningForInterrupts listening;
-    cluster::Message message;
     for (;;) {
-        if (run_directory::interrupted()) run_directory::endAfterInterrupt();
-        if (!cluster::receive(message)) {
-            pause();
-            continue;
-        }
+        const cluster::Message message = nextMessage();
         ByteReader reader(message.bytes);
         const Kind kind = kindOf(reader);
         if (kind == Kind::Stop) stopWorkerProcess();
@@ -722,14 +727,8 @@ bool finishRun(bool success) {
 void endWorker() {
     ByteWriter finished = messageOf(Kind::Finished);
     cluster::send(0, finished.take());
-    ListeningForInterrupts listening;
-    cluster::Message message;
     for (;;) {
-        if (run_directory::interrupted()) run_directory::endAfterInterrupt();
-        if (!cluster::receive(message)) {
-            pause();
-            continue;
-        }
+        const cluster::Message message = nextMessage();
         ByteReader reader(message.bytes);
         const Kind kind = kindOf(reader);
         if (kind == Kind::End) endWorkerProcess();

@@ -1,7 +1,7 @@
-// Peeling against enumeration over founder haplotypes and meioses: two loci on nuclear families,
-// three generations and a person with two spouses (enumeration.h); three loci on nuclear
-// families with the trait before, between and after the markers, enumerated here; and against
-// the likelihood over inheritance states on a larger pedigree with three markers.
+// Peeling at three loci: against enumeration over founder haplotypes and meioses on nuclear
+// families with the trait before, between and after the markers, and against the likelihood
+// over inheritance states on a larger pedigree with three markers; what it leaves to the other
+// methods. (Two loci: two_loci_test.cpp.)
 
 #include <gtest/gtest.h>
 
@@ -14,60 +14,6 @@
 
 using namespace likelihood;
 using namespace enumeration;
-
-namespace {
-
-double peeledLnLikelihood(const Case& c, double theta) {
-    PedigreeInput pedigree;
-    pedigree.persons = c.persons;
-    pedigree.genotypes = {c.marker};
-    LocusModel model;
-    model.trait = c.trait;
-    model.markerFrequencies = {c.frequencies};
-    Peeling peeling;
-    EXPECT_EQ(Peeling::build(pedigree, model, false, peeling), "");
-    peeling.place({0}, 0);
-    return peeling.lnLikelihood({theta});
-}
-
-void expectAgreement(const Case& c) {
-    for (double theta : {0.0, 0.05, 0.37, 0.5}) {
-        const double expected = enumeratedLikelihood(c, theta);
-        const double lnL = peeledLnLikelihood(c, theta);
-        if (expected == 0.0) EXPECT_TRUE(std::isinf(lnL) && lnL < 0) << "theta " << theta << ": " << lnL;
-        else EXPECT_NEAR(lnL, std::log(expected), 1e-10) << "theta " << theta;
-    }
-}
-
-}  // namespace
-
-TEST(Peeling, TwoLociAgainstEnumeration) {
-    Case c;
-    c.trait = dominant();
-    c.frequencies = {0.5, 0.3, 0.2};
-    // Father affected 1/2, mother untyped, three children, one untyped, one in class 2.
-    c.persons = {person(-1, -1, true, 2), person(-1, -1, false, 1), person(0, 1, true, 2), person(0, 1, false, 1, 1),
-                 person(0, 1, false, 2)};
-    c.marker = {{1, 2}, {0, 0}, {1, 3}, {2, 3}, {0, 0}};
-    expectAgreement(c);
-    // Nobody typed but the children; then a child with an allele neither parent has.
-    c.marker = {{0, 0}, {0, 0}, {1, 3}, {2, 3}, {1, 2}};
-    expectAgreement(c);
-    c.marker = {{1, 1}, {2, 2}, {1, 3}, {0, 0}, {0, 0}};
-    expectAgreement(c);
-    // Three generations: the daughter 2 of founders 0 and 1 has children 4, 5 with founder 3,
-    // so one family is peeled onto a child and the other onto a parent.
-    c.frequencies = {0.6, 0.4};
-    c.persons = {person(-1, -1, true, 2), person(-1, -1, false, 0), person(0, 1, false, 2), person(-1, -1, true, 1),
-                 person(3, 2, true, 2), person(3, 2, false, 1)};
-    c.marker = {{1, 2}, {0, 0}, {1, 2}, {2, 2}, {1, 2}, {2, 2}};
-    expectAgreement(c);
-    // A father with two spouses, a child of each.
-    c.persons = {person(-1, -1, true, 2), person(-1, -1, false, 1), person(-1, -1, false, 0), person(0, 1, true, 2),
-                 person(0, 2, false, 1)};
-    c.marker = {{1, 2}, {0, 0}, {2, 2}, {1, 1}, {1, 2}};
-    expectAgreement(c);
-}
 
 TEST(Peeling, LoopsAndXLinkedDataAreLeftToTheOtherMethods) {
     PedigreeInput pedigree;
