@@ -276,14 +276,15 @@ std::vector<double> Peeling::lociFractions(const std::vector<double>& between, i
 }
 
 void Peeling::gametes(int parent, int child, bool fromFather, const std::vector<double>& fractions,
-                      std::vector<double>& out) const {
+                      std::vector<double>& out) {
     const Genotypes& from = placed[static_cast<size_t>(parent)];
     const Genotypes& to = placed[static_cast<size_t>(child)];
     const std::vector<int>& received = fromFather ? to.paternal : to.maternal;
     const std::vector<int>& distinct = fromFather ? to.distinctPaternal : to.distinctMaternal;
     const int count = fromFather ? to.paternalCount : to.maternalCount;
     // The child's distinct haplotypes from this parent, in their numbering.
-    std::vector<int> haplotypes(static_cast<size_t>(count), -1);
+    std::vector<int>& haplotypes = childHaplotypes;
+    haplotypes.assign(static_cast<size_t>(count), -1);
     for (size_t g = 0; g < received.size(); ++g) haplotypes[static_cast<size_t>(distinct[g])] = received[g];
     const int loci = from.loci;
     out.assign(from.prior.size() * static_cast<size_t>(count), 0.0);
@@ -353,7 +354,8 @@ double Peeling::peel(const PeelStep& step, const std::vector<double>& fractions)
         return total;
     }
     Genotypes& connector = placed[static_cast<size_t>(step.connector)];
-    std::vector<double> sums(connector.prior.size(), 0.0);
+    std::vector<double>& sums = connectorSums;
+    sums.assign(connector.prior.size(), 0.0);
     if (step.connector == family.father) {
         for (size_t f = 0; f < nF; ++f)
             for (size_t m = 0; m < nM; ++m) sums[f] += pairProducts[f * nM + m];

@@ -67,7 +67,7 @@ private:
     void eliminate(MarkerSets& sets) const;
     // Per genotype of `parent` and distinct haplotype of `child` from that parent: the
     // probability of passing it on.
-    void gametes(int parent, int child, bool fromFather, const std::vector<double>& fractions, std::vector<double>& out) const;
+    void gametes(int parent, int child, bool fromFather, const std::vector<double>& fractions, std::vector<double>& out);
     double peel(const PeelStep& step, const std::vector<double>& fractions);
 
     std::vector<PersonInput> persons;
@@ -79,7 +79,9 @@ private:
     std::vector<Genotypes> placed;    // per person
     double logScale = 0.0;
     bool placedPossible = true;
-    std::vector<double> fatherGametes, motherGametes, pairProducts, scratch;
+    // Working space of a peel, kept from one to the next.
+    std::vector<double> fatherGametes, motherGametes, pairProducts, scratch, connectorSums;
+    std::vector<int> childHaplotypes;
 };
 
 }  // namespace likelihood
