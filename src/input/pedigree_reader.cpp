@@ -14,6 +14,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <iostream>
 #include <string>
 #include <string_view>
@@ -23,17 +24,20 @@
 #include "input/field_reader.h"
 #include "input/marker_map.h"
 #include "model/file.h"
+#include "model/large_blocks.h"
 
 namespace {
 
-// The whole file in one buffer, read in one piece when its size is known (a pedigree file of
-// SNP data is tens of MB).
-bool loadWholeFile(const std::string& name, std::string& buffer) {
+// A whole file's bytes, read in one piece when its size is known (a pedigree file of SNP data
+// is tens of MB: the block is one of the large ones).
+using FileBytes = std::vector<char, LargeBlockAllocator<char>>;
+
+bool loadWholeFile(const std::string& name, FileBytes& buffer) {
     const int descriptor = ::open(name.c_str(), O_RDONLY);
     if (descriptor < 0) return false;
     struct stat status {};
     const bool sized = ::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
-    buffer.assign(sized ? static_cast<size_t>(status.st_size) + 1 : size_t{1} << 16, '\0');
+    buffer.resize(sized ? static_cast<size_t>(status.st_size) + 1 : size_t{1} << 16);
     size_t filled = 0;
     bool complete = true;
     for (;;) {
@@ -48,8 +52,14 @@ bool loadWholeFile(const std::string& name, std::string& buffer) {
     }
     ::close(descriptor);
     buffer.resize(filled);
-    stripByteOrderMark(buffer);
     return complete;
+}
+
+// The text of a file's bytes, without a leading byte-order mark.
+std::string_view textOf(const FileBytes& bytes) {
+    std::string_view text(bytes.data(), bytes.size());
+    if (text.substr(0, kByteOrderMark.size()) == kByteOrderMark) text.remove_prefix(kByteOrderMark.size());
+    return text;
 }
 
 bool isColumnSeparator(char c) { return c == ' ' || c == '\t' || c == '\r'; }
@@ -184,23 +194,49 @@ std::string liabilityLayoutMismatch(const ColumnLayout& layout, const std::strin
                                 : ". Give --liab if the file has a liability class column");
 }
 
+// The first columns of every line with fields, separated by one blank, a line each.
+std::string leadingColumns(std::string_view text, int columns) {
+    std::string leading;
+    leading.reserve(text.size() / 8);
+    const char* p = text.data();
+    const char* const end = p + text.size();
+    while (p < end) {
+        const void* const newline = std::memchr(p, '\n', static_cast<size_t>(end - p));
+        const char* const lineEnd = newline ? static_cast<const char*>(newline) : end;
+        int fields = 0;
+        while (p < lineEnd && fields < columns) {
+            if (isColumnSeparator(*p)) {
+                ++p;
+                continue;
+            }
+            const char* start = p;
+            while (p < lineEnd && !isColumnSeparator(*p)) ++p;
+            leading.append(fields++ ? " " : "").append(start, static_cast<size_t>(p - start));
+        }
+        if (fields > 0) leading += '\n';
+        p = lineEnd < end ? lineEnd + 1 : end;
+    }
+    return leading;
+}
+
 }  // namespace
 
 int Pedigrees::readPedigreeFile(const std::string& fileName) {
     std::cout << "Reading pedigree file: " << fileName << std::endl;
     if (!converted) pedigreeFileName = fileName;
 
-    std::string buffer;
+    FileBytes buffer;
     if (!loadWholeFile(fileName, buffer)) {
         failed() << "Unable to open pedigree file " << fileName << " for reading." << std::endl;
         return 0;
     }
+    const std::string_view text = textOf(buffer);
 
     // The converted file of a checked pre-MAKEPED file holds the person columns only; its
     // persons take their genotypes from the check.
     const bool genotypesChecked = converted && genotypeRowsByUserIds;
     const int genotypeColumns = genotypesChecked || personsOnly ? 0 : markerCount;
-    const ColumnLayout layout = countColumns(buffer);
+    const ColumnLayout layout = countColumns(text);
     if (affectionColumn && !layout.empty && layout.uniform && !genotypesChecked) {
         const std::string mismatch = liabilityLayoutMismatch(layout, fileName, postMakeped, liabilityColumn, markerCount);
         if (!mismatch.empty()) {
@@ -248,10 +284,10 @@ int Pedigrees::readPedigreeFile(const std::string& fileName) {
     if (!genotypesChecked) {
         if (genotypeStore.getRowCount() == 0) genotypeStore.reset(markerCount);
         genotypeStore.reserveRows(genotypeStore.getRowCount() +
-                                  static_cast<int>(std::count(buffer.begin(), buffer.end(), '\n')) + 1);
+                                  static_cast<int>(std::count(text.begin(), text.end(), '\n')) + 1);
     }
 
-    FieldStream fields(buffer);
+    FieldStream fields(text);
     int line = 0;
     Pedigree* previousPedigree = nullptr;
     std::string previousPedigreeId;
@@ -361,8 +397,9 @@ int Pedigrees::readPedigreeFile(const std::string& fileName) {
             return 0;
         }
     }
+    if (personColumnCount > 0) personColumns = leadingColumns(text, personColumnCount);
     // The records are in the trees now; the text is no longer needed during the checks.
-    std::string().swap(buffer);
+    FileBytes().swap(buffer);
 
     pedigreeFileRead = 1;
     std::cout << "(Total number of pedigrees " << pedigrees->getCount() << ")" << std::endl;
@@ -390,41 +427,13 @@ std::string Pedigrees::userIdsKey(const std::string& pedigreeId, const std::stri
     return pedigreeId + '\0' + personId;
 }
 
-bool Pedigrees::writeLeadingColumns(const std::string& fromName, const std::string& toName, int columns) {
-    std::string text;
-    if (!loadWholeFile(fromName, text)) return false;
-    std::string leading;
-    leading.reserve(text.size() / 8);
-    const char* p = text.data();
-    const char* const end = p + text.size();
-    while (p < end) {
-        const char* const lineEnd = std::find(p, end, '\n');
-        int fields = 0;
-        while (p < lineEnd && fields < columns) {
-            if (isColumnSeparator(*p)) {
-                ++p;
-                continue;
-            }
-            const char* start = p;
-            while (p < lineEnd && !isColumnSeparator(*p)) ++p;
-            leading.append(fields++ ? " " : "").append(start, static_cast<size_t>(p - start));
-        }
-        if (fields > 0) leading += '\n';
-        p = lineEnd < end ? lineEnd + 1 : end;
-    }
-    File out;
-    if (!out.openForWriting(toName)) return false;
-    out.text << leading;
-    return out.writeTextAndClose();
-}
-
 int Pedigrees::makeMapFile(const std::string& fileName) {
-    std::string buffer;
+    FileBytes buffer;
     if (!loadWholeFile(fileName, buffer)) {
         std::cout << "Unable to open file " << fileName << " for reading." << std::endl;
         return 0;
     }
-    const ColumnLayout layout = countColumns(buffer);
+    const ColumnLayout layout = countColumns(textOf(buffer));
     if (layout.empty || !layout.uniform) return 0;
     const TailColumns tail = findTailColumns(layout.firstLine);
     slinkColumns = tail.slink;

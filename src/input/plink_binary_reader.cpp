@@ -111,6 +111,7 @@ int Pedigrees::readPlinkBinaryFiles(const std::string& prefix, const std::string
     Pedigrees check;
     prepareValidation(check);
     check.personsOnly = true;
+    check.personColumnCount = 6;
     if (!check.readPedigreeFile(famName)) {
         check.setMarkerMap(nullptr);
         return 0;
@@ -147,5 +148,5 @@ int Pedigrees::readPlinkBinaryFiles(const std::string& prefix, const std::string
         return 0;
     }
     std::cout << "(Genotypes of " << markerCount << " markers read from " << bedName << ")" << std::endl;
-    return convertCheckedPedigrees(check, famName, 6);
+    return convertCheckedPedigrees(check, famName);
 }

@@ -1,11 +1,10 @@
 #include "model/genotype_store.h"
 
-#include <cstring>
-
 void GenotypeStore::reset(int markerCount) {
     markers = markerCount;
     genotypes.clear();
     names.assign(static_cast<size_t>(markers), std::vector<std::string>{"0"});
+    nameKeys.assign(static_cast<size_t>(markers), {});
     rows = 0;
 }
 
@@ -19,26 +18,18 @@ int GenotypeStore::addRow() {
     return rows++;
 }
 
-AlleleCode GenotypeStore::findCode(int marker, std::string_view name) const {
+AlleleCode GenotypeStore::findLongName(int marker, std::string_view name) const {
     const std::vector<std::string>& known = names[static_cast<size_t>(marker)];
-    // A marker has a handful of alleles (two for a SNP), most of one or a few characters: a
-    // scan that compares lengths and first characters before the rest beats any index.
-    for (size_t code = 1; code < known.size(); ++code) {
-        const std::string& candidate = known[code];
-        if (candidate.size() == name.size() &&
-            (name.empty() || (candidate[0] == name[0] &&
-                              std::memcmp(candidate.data() + 1, name.data() + 1, name.size() - 1) == 0)))
-            return static_cast<AlleleCode>(code);
-    }
+    for (size_t code = 1; code < known.size(); ++code)
+        if (known[code] == name) return static_cast<AlleleCode>(code);
     return kUntypedAllele;
 }
 
-AlleleCode GenotypeStore::codeOf(int marker, std::string_view name) {
-    const AlleleCode known = findCode(marker, name);
-    if (known != kUntypedAllele) return known;
+AlleleCode GenotypeStore::addName(int marker, std::string_view name) {
     std::vector<std::string>& markerNames = names[static_cast<size_t>(marker)];
     if (markerNames.size() > static_cast<size_t>(kMaxAlleleNames)) return kUntypedAllele;
     markerNames.emplace_back(name);
+    nameKeys[static_cast<size_t>(marker)].push_back(name.size() > kLongestKeyedName ? kLongNameKey : keyOf(name));
     return static_cast<AlleleCode>(markerNames.size() - 1);
 }
 

@@ -10,6 +10,8 @@
 #include <string_view>
 #include <vector>
 
+#include "model/large_blocks.h"
+
 using AlleleCode = std::uint16_t;
 inline constexpr AlleleCode kUntypedAllele = 0;
 
@@ -39,26 +41,50 @@ public:
     void set(int marker, int row, GenotypeCodes genotype) { genotypes[at(marker, row)] = genotype; }
     // The code of an allele name at a marker, the name added when new; kUntypedAllele when the
     // marker already holds kMaxAlleleNames names.
-    AlleleCode codeOf(int marker, std::string_view name);
+    AlleleCode codeOf(int marker, std::string_view name) {
+        const AlleleCode known = findCode(marker, name);
+        return known != kUntypedAllele ? known : addName(marker, name);
+    }
     const std::string& getAlleleName(int marker, AlleleCode code) const {
         return names[static_cast<size_t>(marker)][code];
     }
     // Codes 1..count are in use at the marker.
     int getAlleleNameCount(int marker) const { return static_cast<int>(names[static_cast<size_t>(marker)].size()) - 1; }
     // The code of an allele name at a marker, or kUntypedAllele when the marker has no such name.
-    AlleleCode findCode(int marker, std::string_view name) const;
+    AlleleCode findCode(int marker, std::string_view name) const {
+        if (name.size() > kLongestKeyedName) return findLongName(marker, name);
+        const std::vector<std::uint64_t>& keys = nameKeys[static_cast<size_t>(marker)];
+        const std::uint64_t key = keyOf(name);
+        for (size_t k = 0; k < keys.size(); ++k)
+            if (keys[k] == key) return static_cast<AlleleCode>(k + 1);
+        return kUntypedAllele;
+    }
     // Rewrites allele from into allele to in every row of the marker.
     void replaceAllele(int marker, AlleleCode from, AlleleCode to);
 
 private:
+    // Names of up to seven bytes (every SNP allele, most others) are told apart by one word:
+    // the reader looks up two names per genotype, and comparing words beats comparing text.
+    static constexpr size_t kLongestKeyedName = 7;
+    static constexpr std::uint64_t kLongNameKey = ~std::uint64_t{0};  // no short name has it
+    static std::uint64_t keyOf(std::string_view name) {
+        std::uint64_t key = name.size();
+        for (size_t i = 0; i < name.size(); ++i) key |= std::uint64_t{static_cast<unsigned char>(name[i])} << (8 * (i + 1));
+        return key;
+    }
+    AlleleCode findLongName(int marker, std::string_view name) const;
+    AlleleCode addName(int marker, std::string_view name);
+
     size_t at(int marker, int row) const {
         return static_cast<size_t>(row) * static_cast<size_t>(markers) + static_cast<size_t>(marker);
     }
 
     int markers = 0;
-    std::vector<GenotypeCodes> genotypes;
+    std::vector<GenotypeCodes, LargeBlockAllocator<GenotypeCodes>> genotypes;
     // Per marker, the name of every code; entry 0 is the untyped allele "0".
     std::vector<std::vector<std::string>> names;
+    // Per marker, the key of the name of code k + 1 at k (kLongNameKey for a longer name).
+    std::vector<std::vector<std::uint64_t>> nameKeys;
     int rows = 0;
 };
 

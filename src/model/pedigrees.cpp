@@ -37,6 +37,12 @@ Pedigrees::~Pedigrees() {
     release(linkageLocusFile);
 }
 
+void Pedigrees::clearPedigrees() {
+    delete pedigrees;
+    pedigrees = new RBTree<Pedigree>(new Pedigree(), "Master-Tree");
+    pedigreeInputOrder.clear();
+}
+
 void Pedigrees::setMarkerMap(MarkerMap* map) {
     if (map) {
         if (map != markerMap) delete markerMap;

@@ -290,12 +290,15 @@ private:
     bool personsOnly = false;
     // The end of a pedigree read: the catalogue, the structure and the Mendelian check.
     int finishPedigreeRead(bool genotypesChecked);
-    // The validated persons of a check converted by MAKEPED and read with their genotypes
-    // (pre-MAKEPED files and PLINK binary files); personColumns of each line of fileName go
-    // to the converter.
-    int convertCheckedPedigrees(Pedigrees& check, const std::string& fileName, int personColumns);
-    // Copies the first columns of every line of a file with fields into a new file.
-    static bool writeLeadingColumns(const std::string& fromName, const std::string& toName, int columns);
+    // A check whose persons go to the converter keeps the first personColumnCount columns of
+    // every line of its pedigree file in personColumns, taken while the file's text is at hand.
+    int personColumnCount = 0;
+    std::string personColumns;
+    // The validated persons of a check converted by MAKEPED (from the check's person columns)
+    // and read with their genotypes (pre-MAKEPED files and PLINK binary files).
+    int convertCheckedPedigrees(Pedigrees& check, const std::string& fileName);
+    // Drops every pedigree read (model/pedigrees.cpp).
+    void clearPedigrees();
 
     // ---- structure check state (pedigree/structure_check.cpp) ----
     std::ostringstream familyErrorReport;
