@@ -5,6 +5,7 @@ void GenotypeStore::reset(int markerCount) {
     genotypes.clear();
     names.assign(static_cast<size_t>(markers), std::vector<std::string>{"0"});
     nameKeys.assign(static_cast<size_t>(markers), {});
+    firstKeys.assign(kFirstCodes * static_cast<size_t>(markers), kNoKey);
     rows = 0;
 }
 
@@ -18,7 +19,14 @@ int GenotypeStore::addRow() {
     return rows++;
 }
 
-AlleleCode GenotypeStore::findLongName(int marker, std::string_view name) const {
+AlleleCode GenotypeStore::findBeyondFirstCodes(int marker, std::string_view name) const {
+    if (name.size() <= kLongestKeyedName) {
+        const std::vector<std::uint64_t>& keys = nameKeys[static_cast<size_t>(marker)];
+        const std::uint64_t key = keyOf(name);
+        for (size_t k = kFirstCodes; k < keys.size(); ++k)
+            if (keys[k] == key) return static_cast<AlleleCode>(k + 1);
+        return kUntypedAllele;
+    }
     const std::vector<std::string>& known = names[static_cast<size_t>(marker)];
     for (size_t code = 1; code < known.size(); ++code)
         if (known[code] == name) return static_cast<AlleleCode>(code);
@@ -28,8 +36,11 @@ AlleleCode GenotypeStore::findLongName(int marker, std::string_view name) const 
 AlleleCode GenotypeStore::addName(int marker, std::string_view name) {
     std::vector<std::string>& markerNames = names[static_cast<size_t>(marker)];
     if (markerNames.size() > static_cast<size_t>(kMaxAlleleNames)) return kUntypedAllele;
+    const std::uint64_t key = name.size() <= kLongestKeyedName ? keyOf(name) : kNoKey;
+    std::vector<std::uint64_t>& keys = nameKeys[static_cast<size_t>(marker)];
+    if (keys.size() < kFirstCodes) firstKeys[kFirstCodes * static_cast<size_t>(marker) + keys.size()] = key;
+    keys.push_back(key);
     markerNames.emplace_back(name);
-    nameKeys[static_cast<size_t>(marker)].push_back(name.size() > kLongestKeyedName ? kLongNameKey : keyOf(name));
     return static_cast<AlleleCode>(markerNames.size() - 1);
 }
 

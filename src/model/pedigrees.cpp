@@ -60,15 +60,6 @@ void Pedigrees::addGenotypeRow(Person* person) {
     person->setGenotypes(&genotypeStore, genotypeStore.addRow());
 }
 
-bool Pedigrees::setGenotype(const Person* person, int marker, std::string_view first, std::string_view second) {
-    if (marker < 0 || marker >= genotypeStore.getMarkerCount()) return false;
-    const AlleleCode a = genotypeStore.codeOf(marker, first);
-    const AlleleCode b = genotypeStore.codeOf(marker, second);
-    if (a == kUntypedAllele || b == kUntypedAllele) return false;
-    genotypeStore.set(marker, person->getGenotypeRow(), {a, b});
-    return true;
-}
-
 int Pedigrees::countPersons(const RBTree<Pedigree>* tree) {
     int persons = 0;
     if (tree) tree->forEach([&](const Pedigree* p) { persons += p->getPersonTree()->getCount(); });

@@ -133,7 +133,10 @@ public:
     void addGenotypeRow(Person* person);
     // Sets a person's genotype at a marker from the two allele names; false for a marker
     // outside the store or one that already holds the most allele names it can tell apart.
-    bool setGenotype(const Person* person, int marker, std::string_view first, std::string_view second);
+    bool setGenotype(const Person* person, int marker, std::string_view first, std::string_view second) {
+        return marker >= 0 && marker < genotypeStore.getMarkerCount() &&
+               genotypeStore.setFromNames(marker, person->getGenotypeRow(), first, second);
+    }
 
     // ---- input readers (input/) ----
     int readMapFile(const std::string& fileName);
