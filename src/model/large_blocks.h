@@ -17,7 +17,7 @@ namespace large_blocks {
 
 inline constexpr std::size_t kHugePage = std::size_t{2} << 20;
 // Below this a block is not worth a mapping of its own.
-inline constexpr std::size_t kSmallest = std::size_t{4} << 20;
+inline constexpr std::size_t kSmallest = std::size_t{1} << 20;
 
 inline std::size_t mappedSize(std::size_t bytes) { return (bytes + kHugePage - 1) / kHugePage * kHugePage; }
 

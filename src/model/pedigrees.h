@@ -141,7 +141,9 @@ public:
     // ---- input readers (input/) ----
     int readMapFile(const std::string& fileName);
     int readPedigreeFile(const std::string& fileName);
-    int makeMapFile(const std::string& fileName);
+    // The map of a pedigree file read without one, numbered from its column count (the
+    // fields of its first line).
+    void makeMapFromColumns(const std::vector<std::string>& firstLine);
     int readAndConvertPreToLinkage(const std::string& fileName);
     // Gives a collection that checks the persons as the user wrote them this collection's
     // reading settings and its marker map (shared, not owned).

@@ -160,11 +160,9 @@ private:
         toCheck.clear();
         for (int m = 0; m < markers; ++m) {
             const GenotypeCodes genotype = childCodes[m];
-            if (!genotype.isTyped()) continue;
-            if (zeroAllele[static_cast<size_t>(m)] == kUntypedAllele &&
-                fitsTypedParents(genotype, fatherCodes[m], motherCodes[m]))
-                continue;
-            toCheck.push_back(positionInOrder[static_cast<size_t>(m)]);
+            const bool fits = fitsTypedParents(genotype, fatherCodes[m], motherCodes[m]);
+            const bool noZeroAllele = zeroAllele[static_cast<size_t>(m)] == kUntypedAllele;
+            if (genotype.isTyped() & !(fits & noZeroAllele)) toCheck.push_back(positionInOrder[static_cast<size_t>(m)]);
         }
         std::sort(toCheck.begin(), toCheck.end());
         for (int position : toCheck) {
@@ -177,13 +175,13 @@ private:
         return person->firstGenotypeMarker() == 0 && person->endGenotypeMarker() == markers;
     }
 
-    // Whether both parents are typed and the child has one allele of each.
+    // Whether both parents are typed and the child has one allele of each. Worked out without
+    // branches, since which alleles match is a matter of chance.
     static bool fitsTypedParents(GenotypeCodes child, GenotypeCodes father, GenotypeCodes mother) {
-        if (!father.isTyped() || !mother.isTyped()) return false;
-        auto fromMother = [&](AlleleCode c) { return c == mother.first || c == mother.second; };
-        auto fromFather = [&](AlleleCode c) { return c == father.first || c == father.second; };
-        return (fromMother(child.first) && fromFather(child.second)) ||
-               (fromMother(child.second) && fromFather(child.first));
+        auto fromMother = [&](AlleleCode c) { return (c == mother.first) | (c == mother.second); };
+        auto fromFather = [&](AlleleCode c) { return (c == father.first) | (c == father.second); };
+        return father.isTyped() & mother.isTyped() &
+               ((fromMother(child.first) & fromFather(child.second)) | (fromMother(child.second) & fromFather(child.first)));
     }
 
     void checkMendelianErrorsForPersonsFamily(int markerColumn, GenotypeCodes genotype) {
