@@ -2,18 +2,14 @@
 // generated from a pedigree file's column count, and the lookups between the identifiers
 // as read and the user's identifiers kept in the "Ped:"/"Per:" columns of a converted file.
 //
-// Files are large (tens of thousands of persons, hundreds of markers), so the whole file is
-// read into one buffer once and both the column check and the record parser walk that
-// buffer without building a string per field.
+// Files are large (tens of thousands of persons, thousands of markers), so a file is read in
+// pieces into one buffer, twice: the column check walks its lines, then the record parser its
+// fields, neither building a string per field.
 
 #include "model/pedigrees.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
+#include <cstring>
 #include <iostream>
 #include <string>
 #include <string_view>
@@ -22,37 +18,54 @@
 #include "driver/utilities.h"
 #include "input/field_reader.h"
 #include "input/marker_map.h"
-#include "model/file.h"
+#include "input/text_pieces.h"
 
 namespace {
 
-// The whole file in one buffer, read in one piece when its size is known (a pedigree file of
-// SNP data is tens of MB).
-bool loadWholeFile(const std::string& name, std::string& buffer) {
-    const int descriptor = ::open(name.c_str(), O_RDONLY);
-    if (descriptor < 0) return false;
-    struct stat status {};
-    const bool sized = ::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
-    buffer.assign(sized ? static_cast<size_t>(status.st_size) + 1 : size_t{1} << 16, '\0');
-    size_t filled = 0;
-    bool complete = true;
-    for (;;) {
-        if (filled == buffer.size()) buffer.resize(2 * buffer.size());
-        const ssize_t got = ::read(descriptor, &buffer[filled], buffer.size() - filled);
-        if (got < 0 && errno == EINTR) continue;
-        if (got <= 0) {
-            complete = got == 0;
-            break;
-        }
-        filled += static_cast<size_t>(got);
+bool isColumnSeparator(char c) { return c == ' ' || c == '\t' || c == '\r'; }
+
+// The fields of a line: the places where a field follows a separator or the line's start.
+// Counted without a branch per character, so that the compiler can take many at a time.
+int fieldsOfLine(const char* line, const char* lineEnd) {
+    if (line == lineEnd) return 0;
+    unsigned fields = !isColumnSeparator(*line);
+    for (const char* c = line + 1; c < lineEnd; ++c) {
+        const unsigned separatorBefore = (c[-1] == ' ') | (c[-1] == '\t') | (c[-1] == '\r');
+        const unsigned fieldHere = (c[0] != ' ') & (c[0] != '\t') & (c[0] != '\r');
+        fields += separatorBefore & fieldHere;
     }
-    ::close(descriptor);
-    buffer.resize(filled);
-    stripByteOrderMark(buffer);
-    return complete;
+    return static_cast<int>(fields);
 }
 
-bool isColumnSeparator(char c) { return c == ' ' || c == '\t' || c == '\r'; }
+// The fields of a line in order.
+std::vector<std::string> fieldTexts(const char* p, const char* lineEnd) {
+    std::vector<std::string> fields;
+    while (p < lineEnd) {
+        if (isColumnSeparator(*p)) {
+            ++p;
+            continue;
+        }
+        const char* start = p;
+        while (p < lineEnd && !isColumnSeparator(*p)) ++p;
+        fields.emplace_back(start, static_cast<size_t>(p - start));
+    }
+    return fields;
+}
+
+// Appends the first `columns` fields of a line with fields, separated by one blank, and a line end.
+void appendLeadingColumns(const char* p, const char* lineEnd, int columns, std::string& leading) {
+    int fields = 0;
+    while (p < lineEnd && fields < columns) {
+        if (isColumnSeparator(*p)) {
+            ++p;
+            continue;
+        }
+        const char* start = p;
+        while (p < lineEnd && !isColumnSeparator(*p)) ++p;
+        leading.append(fields++ ? " " : "").append(start, static_cast<size_t>(p - start));
+    }
+    leading += '\n';
+}
 
 // Field counts of the lines: lines split at '\n', fields separated by blanks, tabs and the
 // carriage return of a CRLF line end, lines without fields skipped.
@@ -60,43 +73,56 @@ struct ColumnLayout {
     bool empty = true;    // no line with a field
     bool uniform = true;  // every line has as many fields as the first
     int columns = 0;      // fields of the first line
-    std::vector<std::string_view> firstLine;
+    std::vector<std::string> firstLine;
+    size_t lineEnds = 0;  // line ends in the file (with a uniform layout)
+    // The longest stretch of text from the end of a line with fields (or the file's start)
+    // to the end of the second line with fields after it: the most text a record and the
+    // line end after it can take, from wherever a record starts (a record never needs more
+    // fields than a line has and one more).
+    size_t recordReach = 0;
 };
 
-ColumnLayout countColumns(std::string_view text) {
+// The layout of a file's lines, from its start; with leadingColumnCount, the leading columns
+// of every line with fields too. Stops at the first line that breaks a uniform layout.
+ColumnLayout scanLayout(TextPieces& pieces, int leadingColumnCount, std::string& leading) {
     ColumnLayout layout;
-    const char* p = text.data();
-    const char* const end = p + text.size();
-    while (p < end) {
-        int fields = 0;
-        while (p < end && *p != '\n') {
-            if (isColumnSeparator(*p)) {
-                ++p;
-                continue;
+    const char* p = pieces.begin();
+    size_t offset = 0;  // of p in the text
+    size_t endBeforeLast = 0, endOfLast = 0;  // of the last two lines with fields
+    for (;;) {
+        const void* const newline = p < pieces.end() ? std::memchr(p, '\n', static_cast<size_t>(pieces.end() - p)) : nullptr;
+        if (!newline && !pieces.atEndOfFile()) {
+            p = pieces.keep(p, static_cast<size_t>(pieces.end() - p) + 1);
+            continue;
+        }
+        const char* const lineEnd = newline ? static_cast<const char*>(newline) : pieces.end();
+        if (const int fields = fieldsOfLine(p, lineEnd)) {
+            if (layout.empty) {
+                layout.empty = false;
+                layout.columns = fields;
+                layout.firstLine = fieldTexts(p, lineEnd);
+            } else if (fields != layout.columns) {
+                layout.uniform = false;
+                return layout;
             }
-            const char* start = p;
-            while (p < end && *p != '\n' && !isColumnSeparator(*p)) ++p;
-            ++fields;
-            if (layout.empty) layout.firstLine.emplace_back(start, static_cast<size_t>(p - start));
+            if (leadingColumnCount > 0) appendLeadingColumns(p, lineEnd, leadingColumnCount, leading);
+            const size_t end = offset + static_cast<size_t>(lineEnd - p);
+            layout.recordReach = std::max(layout.recordReach, end - endBeforeLast);
+            endBeforeLast = endOfLast;
+            endOfLast = end;
         }
-        if (p < end) ++p;  // the line end
-        if (fields == 0) continue;
-        if (layout.empty) {
-            layout.empty = false;
-            layout.columns = fields;
-        } else if (fields != layout.columns) {
-            layout.uniform = false;
-            return layout;
-        }
+        if (!newline) return layout;
+        ++layout.lineEnds;
+        offset += static_cast<size_t>(lineEnd + 1 - p);
+        p = lineEnd + 1;
     }
-    return layout;
 }
 
 // Fields read as a stream, as formatted extraction does: white space (including line ends)
 // separates fields, and the rest of a line can be skipped.
 class FieldStream {
 public:
-    explicit FieldStream(std::string_view text) : p(text.data()), end(text.data() + text.size()) {}
+    FieldStream(const char* begin, const char* end) : p(begin), end(end) {}
 
     // The next field, or an empty view at the end of the data.
     std::string_view next() {
@@ -112,6 +138,8 @@ public:
             if (*p++ == '\n') return;
     }
 
+    const char* position() const { return p; }
+
 private:
     static bool isSpace(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f'; }
     const char* p;
@@ -124,7 +152,10 @@ bool isUnknownAffection(std::string_view v) {
 
 bool isUnknownLiability(std::string_view v) { return v.empty() || v == "x" || v == "-" || v == "."; }
 
-bool isMissingAllele(std::string_view a) { return a.empty() || a == "0" || a == "-" || a == "." || a == "x"; }
+bool isMissingAllele(std::string_view a) {
+    if (a.size() != 1) return a.empty();
+    return a[0] == '0' || a[0] == '-' || a[0] == '.' || a[0] == 'x';
+}
 
 // The first element in key order for which the predicate holds, or null.
 template <class T, class P>
@@ -143,7 +174,7 @@ struct TailColumns {
     int slink = 0;
 };
 
-TailColumns findTailColumns(const std::vector<std::string_view>& line) {
+TailColumns findTailColumns(const std::vector<std::string>& line) {
     TailColumns tail;
     size_t n = line.size();
     if (n >= 4 && line[n - 2] == "Per:") {
@@ -190,8 +221,10 @@ int Pedigrees::readPedigreeFile(const std::string& fileName) {
     std::cout << "Reading pedigree file: " << fileName << std::endl;
     if (!converted) pedigreeFileName = fileName;
 
-    std::string buffer;
-    if (!loadWholeFile(fileName, buffer)) {
+    TextPieces pieces;
+    const bool opened = pieces.open(fileName);
+    const ColumnLayout layout = opened ? scanLayout(pieces, personColumnCount, personColumns) : ColumnLayout();
+    if (!opened || !pieces.good()) {
         failed() << "Unable to open pedigree file " << fileName << " for reading." << std::endl;
         return 0;
     }
@@ -200,7 +233,6 @@ int Pedigrees::readPedigreeFile(const std::string& fileName) {
     // persons take their genotypes from the check.
     const bool genotypesChecked = converted && genotypeRowsByUserIds;
     const int genotypeColumns = genotypesChecked || personsOnly ? 0 : markerCount;
-    const ColumnLayout layout = countColumns(buffer);
     if (affectionColumn && !layout.empty && layout.uniform && !genotypesChecked) {
         const std::string mismatch = liabilityLayoutMismatch(layout, fileName, postMakeped, liabilityColumn, markerCount);
         if (!mismatch.empty()) {
@@ -209,11 +241,12 @@ int Pedigrees::readPedigreeFile(const std::string& fileName) {
         }
     }
     if (markerCount == 0) {
-        if (!makeMapFile(fileName)) {
+        if (layout.empty || !layout.uniform) {
             failed() << "Unable to generate mapfile for pedigree file that hasn't a standard column count"
                      << std::endl;
             return 0;
         }
+        makeMapFromColumns(layout.firstLine);
     } else {
         if (layout.empty || !layout.uniform) {
             failed() << "Unable to read pedigree file that hasn't a standard column count" << std::endl;
@@ -247,15 +280,24 @@ int Pedigrees::readPedigreeFile(const std::string& fileName) {
     // One store row per line: room for all of them at once, so the store never moves.
     if (!genotypesChecked) {
         if (genotypeStore.getRowCount() == 0) genotypeStore.reset(markerCount);
-        genotypeStore.reserveRows(genotypeStore.getRowCount() +
-                                  static_cast<int>(std::count(buffer.begin(), buffer.end(), '\n')) + 1);
+        genotypeStore.reserveRows(genotypeStore.getRowCount() + static_cast<int>(layout.lineEnds) + 1);
     }
 
-    FieldStream fields(buffer);
+    // Every record is parsed from text held whole: before it, the piece is made to reach as
+    // far as any record and its line end can.
+    if (!pieces.rewind()) {
+        failed() << "Unable to open pedigree file " << fileName << " for reading." << std::endl;
+        return 0;
+    }
+    const size_t recordReach = layout.recordReach + 1;
+    const char* recordStart = pieces.begin();
     int line = 0;
     Pedigree* previousPedigree = nullptr;
     std::string previousPedigreeId;
     for (;;) {
+        if (!pieces.atEndOfFile() && static_cast<size_t>(pieces.end() - recordStart) < recordReach)
+            recordStart = pieces.keep(recordStart, recordReach);
+        FieldStream fields(recordStart, pieces.end());
         std::string_view fixed[9];
         const int fixedCount = postMakeped ? 9 : 5;
         int read = 0;
@@ -325,6 +367,7 @@ int Pedigrees::readPedigreeFile(const std::string& fileName) {
             else fields.next();
         }
         fields.skipLine(10000);
+        recordStart = fields.position();
         if (genotypesChecked) {
             const auto row =
                 genotypeRowsByUserIds->find(userIdsKey(originalPedigreeId, person->getOriginalPersonId()));
@@ -361,8 +404,10 @@ int Pedigrees::readPedigreeFile(const std::string& fileName) {
             return 0;
         }
     }
-    // The records are in the trees now; the text is no longer needed during the checks.
-    std::string().swap(buffer);
+    if (!pieces.good()) {
+        failed() << "Unable to open pedigree file " << fileName << " for reading." << std::endl;
+        return 0;
+    }
 
     pedigreeFileRead = 1;
     std::cout << "(Total number of pedigrees " << pedigrees->getCount() << ")" << std::endl;
@@ -390,48 +435,12 @@ std::string Pedigrees::userIdsKey(const std::string& pedigreeId, const std::stri
     return pedigreeId + '\0' + personId;
 }
 
-bool Pedigrees::writeLeadingColumns(const std::string& fromName, const std::string& toName, int columns) {
-    std::string text;
-    if (!loadWholeFile(fromName, text)) return false;
-    std::string leading;
-    leading.reserve(text.size() / 8);
-    const char* p = text.data();
-    const char* const end = p + text.size();
-    while (p < end) {
-        const char* const lineEnd = std::find(p, end, '\n');
-        int fields = 0;
-        while (p < lineEnd && fields < columns) {
-            if (isColumnSeparator(*p)) {
-                ++p;
-                continue;
-            }
-            const char* start = p;
-            while (p < lineEnd && !isColumnSeparator(*p)) ++p;
-            leading.append(fields++ ? " " : "").append(start, static_cast<size_t>(p - start));
-        }
-        if (fields > 0) leading += '\n';
-        p = lineEnd < end ? lineEnd + 1 : end;
-    }
-    File out;
-    if (!out.openForWriting(toName)) return false;
-    out.text << leading;
-    return out.writeTextAndClose();
-}
-
-int Pedigrees::makeMapFile(const std::string& fileName) {
-    std::string buffer;
-    if (!loadWholeFile(fileName, buffer)) {
-        std::cout << "Unable to open file " << fileName << " for reading." << std::endl;
-        return 0;
-    }
-    const ColumnLayout layout = countColumns(buffer);
-    if (layout.empty || !layout.uniform) return 0;
-    const TailColumns tail = findTailColumns(layout.firstLine);
+void Pedigrees::makeMapFromColumns(const std::vector<std::string>& firstLine) {
+    const TailColumns tail = findTailColumns(firstLine);
     slinkColumns = tail.slink;
-    const int columns = layout.columns - tail.makeped - tail.slink;
+    const int columns = static_cast<int>(firstLine.size()) - tail.makeped - tail.slink;
     markerMap->makeMarkerMap(markersFromColumns(columns, postMakeped));
     markerCount = markerMap->getMarkerCount();
-    return 1;
 }
 
 std::string Pedigrees::getOrigPedigreeID(const std::string& pedigreeId) const {

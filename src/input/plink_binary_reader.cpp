@@ -6,20 +6,18 @@
 
 #include "model/pedigrees.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstdlib>
-#include <fstream>
+#include <cstring>
 #include <iostream>
-#include <iterator>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "driver/utilities.h"
 #include "input/field_reader.h"
 #include "input/marker_map.h"
+#include "input/text_pieces.h"
 
 namespace {
 
@@ -30,24 +28,43 @@ bool fail(const std::string& reason) {
     return false;
 }
 
-// The lines of a text file with fields, each split at blanks and tabs; every line must have
-// exactly `fields` of them (lines without any are skipped).
+bool isFieldSeparator(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\v' || c == '\f' || c == '\r'; }
+
+// The lines of a text file with fields, each split at white space; every line must have
+// exactly `fields` of them (lines without any are skipped). With lines null, only counted.
 bool readFieldLines(const std::string& fileName, size_t fields, const std::string& layout,
-                    std::vector<std::vector<std::string>>& lines) {
-    std::ifstream in(fileName, std::ios::binary);
-    if (!in) return fail("Unable to open " + fileName + " for reading");
-    std::string line;
-    for (int number = 1; std::getline(in, line); ++number) {
-        std::istringstream words(line);
-        std::vector<std::string> row{std::istream_iterator<std::string>(words), std::istream_iterator<std::string>()};
-        if (row.empty()) continue;
-        if (row.size() != fields)
+                    std::vector<std::vector<std::string>>* lines, size_t& count) {
+    // A line-by-line read stopped at a failed read, and so does this one.
+    FileBytes bytes;
+    if (readWholeFile(fileName, bytes) == FileRead::NotOpened) return fail("Unable to open " + fileName + " for reading");
+    count = 0;
+    std::vector<std::string> row;
+    const char* p = bytes.data();
+    const char* const end = p + bytes.size();
+    for (int number = 1; p < end; ++number) {
+        const void* const newline = std::memchr(p, '\n', static_cast<size_t>(end - p));
+        const char* const lineEnd = newline ? static_cast<const char*>(newline) : end;
+        row.clear();
+        for (const char* c = p; c < lineEnd;) {
+            if (isFieldSeparator(*c)) {
+                ++c;
+                continue;
+            }
+            const char* start = c;
+            while (c < lineEnd && !isFieldSeparator(*c)) ++c;
+            row.emplace_back(start, static_cast<size_t>(c - start));
+        }
+        if (!row.empty() && row.size() != fields)
             return fail("Line " + IntToString(number) + " of " + fileName + " has " +
                         IntToString(static_cast<int>(row.size())) + " fields, not the " + IntToString(static_cast<int>(fields)) +
-                        " of a PLINK line (" + layout + "): " + trimmedLine(line));
-        lines.push_back(std::move(row));
+                        " of a PLINK line (" + layout + "): " + trimmedLine(std::string(p, lineEnd)));
+        if (!row.empty()) {
+            ++count;
+            if (lines) lines->push_back(row);
+        }
+        p = lineEnd < end ? lineEnd + 1 : end;
     }
-    if (lines.empty()) return fail(fileName + " holds no line");
+    if (count == 0) return fail(fileName + " holds no line");
     return true;
 }
 
@@ -73,7 +90,9 @@ int Pedigrees::readPlinkBinaryFiles(const std::string& prefix, const std::string
     std::cout << "Reading PLINK marker file: " << bimName << std::endl;
     mapFileName = bimName;
     std::vector<std::vector<std::string>> bim;
-    if (!readFieldLines(bimName, 6, "chromosome, name, centiMorgan, base pair, allele 1, allele 2", bim)) return 0;
+    size_t markers = 0;
+    if (!readFieldLines(bimName, 6, "chromosome, name, centiMorgan, base pair, allele 1, allele 2", &bim, markers))
+        return 0;
     if (!markerMap) markerMap = new MarkerMap();
     markerMap->setMapFunction(mapFunction);
     for (size_t m = 0; m < bim.size(); ++m) {
@@ -88,17 +107,15 @@ int Pedigrees::readPlinkBinaryFiles(const std::string& prefix, const std::string
     markerCount = markerMap->getMarkerCount();
     std::cout << "(Number of markers : " << markerCount << ")" << std::endl << "...done." << std::endl;
 
-    std::vector<std::vector<std::string>> fam;
-    if (!readFieldLines(famName, 6, "family, person, father, mother, sex, phenotype", fam)) return 0;
-    const size_t persons = fam.size();
+    size_t persons = 0;
+    if (!readFieldLines(famName, 6, "family, person, father, mother, sex, phenotype", nullptr, persons)) return 0;
 
     // The .bed file is checked before any person is read, so that nothing is left half-read.
-    std::ifstream bedFile(bedName, std::ios::binary | std::ios::ate);
-    if (!bedFile) return fail("Unable to open " + bedName + " for reading");
-    std::string bed(static_cast<size_t>(std::max<std::streamoff>(bedFile.tellg(), 0)), '\0');
-    bedFile.seekg(0);
-    if (!bedFile.read(&bed[0], static_cast<std::streamsize>(bed.size()))) return fail("Unable to read " + bedName);
-    if (bed.size() < 3 || bed.compare(0, 3, kBedMagic, 3) != 0)
+    FileBytes bed;
+    const FileRead bedRead = readWholeFile(bedName, bed);
+    if (bedRead == FileRead::NotOpened) return fail("Unable to open " + bedName + " for reading");
+    if (bedRead == FileRead::Broken) return fail("Unable to read " + bedName);
+    if (bed.size() < 3 || std::memcmp(bed.data(), kBedMagic, 3) != 0)
         return fail(bedName + " does not start with the magic bytes of a PLINK 1 .bed file in SNP-major order "
                               "(6c 1b 01)");
     const size_t bytesPerMarker = (persons + 3) / 4;
@@ -111,6 +128,7 @@ int Pedigrees::readPlinkBinaryFiles(const std::string& prefix, const std::string
     Pedigrees check;
     prepareValidation(check);
     check.personsOnly = true;
+    check.personColumnCount = 6;
     if (!check.readPedigreeFile(famName)) {
         check.setMarkerMap(nullptr);
         return 0;
@@ -147,5 +165,5 @@ int Pedigrees::readPlinkBinaryFiles(const std::string& prefix, const std::string
         return 0;
     }
     std::cout << "(Genotypes of " << markerCount << " markers read from " << bedName << ")" << std::endl;
-    return convertCheckedPedigrees(check, famName, 6);
+    return convertCheckedPedigrees(check, famName);
 }

@@ -13,6 +13,15 @@
 
 #include "driver/utilities.h"
 #include "input/marker_map.h"
+#include "model/file.h"
+
+// Writes a whole file; File reports a failure.
+static bool writeText(const std::string& fileName, const std::string& text) {
+    File out;
+    if (!out.openForWriting(fileName)) return false;
+    out.text << text;
+    return out.writeTextAndClose();
+}
 
 int Pedigrees::readAndConvertPreToLinkage(const std::string& fileName) {
     pedigreeFileName = fileName;
@@ -20,6 +29,7 @@ int Pedigrees::readAndConvertPreToLinkage(const std::string& fileName) {
     // Validation pass on the file as the user wrote it, sharing this collection's map.
     Pedigrees check;
     prepareValidation(check);
+    check.personColumnCount = 5 + (affectionColumn ? 1 : 0) + (affectionColumn && liabilityColumn ? 1 : 0);
     const int validated = check.readPedigreeFile(fileName);
     // A map generated from the file's columns during validation belongs to this collection.
     markerCount = markerMap->getMarkerCount();
@@ -28,11 +38,10 @@ int Pedigrees::readAndConvertPreToLinkage(const std::string& fileName) {
         mendelianErrorFound = check.isMendelianErrorFound();
         return 0;
     }
-    return convertCheckedPedigrees(check, fileName,
-                                   5 + (affectionColumn ? 1 : 0) + (affectionColumn && liabilityColumn ? 1 : 0));
+    return convertCheckedPedigrees(check, fileName);
 }
 
-int Pedigrees::convertCheckedPedigrees(Pedigrees& check, const std::string& fileName, int personColumns) {
+int Pedigrees::convertCheckedPedigrees(Pedigrees& check, const std::string& fileName) {
     mendelianErrorFound = check.isMendelianErrorFound();
     check.setMarkerMap(nullptr);
     std::unordered_map<std::string, int> rowsByUserIds;
@@ -42,6 +51,8 @@ int Pedigrees::convertCheckedPedigrees(Pedigrees& check, const std::string& file
         });
     });
     genotypeStore = std::move(check.genotypeStore);
+    // The checked persons are done with: the converted ones take their memory.
+    check.clearPedigrees();
     // MAKEPED and FASTLINK need consistent genotypes: the errors must be mended first.
     if (mendelianErrorFound) {
         std::cout << "Mendelian errors found in pedigree file " << fileName << ": the run stops; see mendel.err"
@@ -54,7 +65,7 @@ int Pedigrees::convertCheckedPedigrees(Pedigrees& check, const std::string& file
     const std::string personsName = convertedName + ".persons";
     // A converted file left from an earlier run must not be read if this conversion fails.
     std::remove(convertedName.c_str());
-    if (!trim && !writeLeadingColumns(fileName, personsName, personColumns)) {
+    if (!trim && !writeText(personsName, check.personColumns)) {
         std::cout << "...failed" << std::endl
                   << "Unable to write the person columns of " << fileName << " to " << personsName
                   << " for the conversion" << std::endl;

@@ -1,11 +1,11 @@
 #include "model/genotype_store.h"
 
-#include <cstring>
-
 void GenotypeStore::reset(int markerCount) {
     markers = markerCount;
     genotypes.clear();
     names.assign(static_cast<size_t>(markers), std::vector<std::string>{"0"});
+    nameKeys.assign(static_cast<size_t>(markers), {});
+    firstKeys.assign(kFirstCodes * static_cast<size_t>(markers), kNoKey);
     rows = 0;
 }
 
@@ -19,25 +19,27 @@ int GenotypeStore::addRow() {
     return rows++;
 }
 
-AlleleCode GenotypeStore::findCode(int marker, std::string_view name) const {
-    const std::vector<std::string>& known = names[static_cast<size_t>(marker)];
-    // A marker has a handful of alleles (two for a SNP), most of one or a few characters: a
-    // scan that compares lengths and first characters before the rest beats any index.
-    for (size_t code = 1; code < known.size(); ++code) {
-        const std::string& candidate = known[code];
-        if (candidate.size() == name.size() &&
-            (name.empty() || (candidate[0] == name[0] &&
-                              std::memcmp(candidate.data() + 1, name.data() + 1, name.size() - 1) == 0)))
-            return static_cast<AlleleCode>(code);
+AlleleCode GenotypeStore::findBeyondFirstCodes(int marker, std::string_view name) const {
+    if (name.size() <= kLongestKeyedName) {
+        const std::vector<std::uint64_t>& keys = nameKeys[static_cast<size_t>(marker)];
+        const std::uint64_t key = keyOf(name);
+        for (size_t k = kFirstCodes; k < keys.size(); ++k)
+            if (keys[k] == key) return static_cast<AlleleCode>(k + 1);
+        return kUntypedAllele;
     }
+    const std::vector<std::string>& known = names[static_cast<size_t>(marker)];
+    for (size_t code = 1; code < known.size(); ++code)
+        if (known[code] == name) return static_cast<AlleleCode>(code);
     return kUntypedAllele;
 }
 
-AlleleCode GenotypeStore::codeOf(int marker, std::string_view name) {
-    const AlleleCode known = findCode(marker, name);
-    if (known != kUntypedAllele) return known;
+AlleleCode GenotypeStore::addName(int marker, std::string_view name) {
     std::vector<std::string>& markerNames = names[static_cast<size_t>(marker)];
     if (markerNames.size() > static_cast<size_t>(kMaxAlleleNames)) return kUntypedAllele;
+    const std::uint64_t key = name.size() <= kLongestKeyedName ? keyOf(name) : kNoKey;
+    std::vector<std::uint64_t>& keys = nameKeys[static_cast<size_t>(marker)];
+    if (keys.size() < kFirstCodes) firstKeys[kFirstCodes * static_cast<size_t>(marker) + keys.size()] = key;
+    keys.push_back(key);
     markerNames.emplace_back(name);
     return static_cast<AlleleCode>(markerNames.size() - 1);
 }

@@ -37,6 +37,12 @@ Pedigrees::~Pedigrees() {
     release(linkageLocusFile);
 }
 
+void Pedigrees::clearPedigrees() {
+    delete pedigrees;
+    pedigrees = new RBTree<Pedigree>(new Pedigree(), "Master-Tree");
+    pedigreeInputOrder.clear();
+}
+
 void Pedigrees::setMarkerMap(MarkerMap* map) {
     if (map) {
         if (map != markerMap) delete markerMap;
@@ -52,15 +58,6 @@ void Pedigrees::addGenotypeRow(Person* person) {
     if (genotypeStore.getRowCount() == 0 && genotypeStore.getMarkerCount() != markerCount)
         genotypeStore.reset(markerCount);
     person->setGenotypes(&genotypeStore, genotypeStore.addRow());
-}
-
-bool Pedigrees::setGenotype(const Person* person, int marker, std::string_view first, std::string_view second) {
-    if (marker < 0 || marker >= genotypeStore.getMarkerCount()) return false;
-    const AlleleCode a = genotypeStore.codeOf(marker, first);
-    const AlleleCode b = genotypeStore.codeOf(marker, second);
-    if (a == kUntypedAllele || b == kUntypedAllele) return false;
-    genotypeStore.set(marker, person->getGenotypeRow(), {a, b});
-    return true;
 }
 
 int Pedigrees::countPersons(const RBTree<Pedigree>* tree) {

@@ -133,12 +133,17 @@ public:
     void addGenotypeRow(Person* person);
     // Sets a person's genotype at a marker from the two allele names; false for a marker
     // outside the store or one that already holds the most allele names it can tell apart.
-    bool setGenotype(const Person* person, int marker, std::string_view first, std::string_view second);
+    bool setGenotype(const Person* person, int marker, std::string_view first, std::string_view second) {
+        return marker >= 0 && marker < genotypeStore.getMarkerCount() &&
+               genotypeStore.setFromNames(marker, person->getGenotypeRow(), first, second);
+    }
 
     // ---- input readers (input/) ----
     int readMapFile(const std::string& fileName);
     int readPedigreeFile(const std::string& fileName);
-    int makeMapFile(const std::string& fileName);
+    // The map of a pedigree file read without one, numbered from its column count (the
+    // fields of its first line).
+    void makeMapFromColumns(const std::vector<std::string>& firstLine);
     int readAndConvertPreToLinkage(const std::string& fileName);
     // Gives a collection that checks the persons as the user wrote them this collection's
     // reading settings and its marker map (shared, not owned).
@@ -290,12 +295,15 @@ private:
     bool personsOnly = false;
     // The end of a pedigree read: the catalogue, the structure and the Mendelian check.
     int finishPedigreeRead(bool genotypesChecked);
-    // The validated persons of a check converted by MAKEPED and read with their genotypes
-    // (pre-MAKEPED files and PLINK binary files); personColumns of each line of fileName go
-    // to the converter.
-    int convertCheckedPedigrees(Pedigrees& check, const std::string& fileName, int personColumns);
-    // Copies the first columns of every line of a file with fields into a new file.
-    static bool writeLeadingColumns(const std::string& fromName, const std::string& toName, int columns);
+    // A check whose persons go to the converter keeps the first personColumnCount columns of
+    // every line of its pedigree file in personColumns, taken while the file's text is at hand.
+    int personColumnCount = 0;
+    std::string personColumns;
+    // The validated persons of a check converted by MAKEPED (from the check's person columns)
+    // and read with their genotypes (pre-MAKEPED files and PLINK binary files).
+    int convertCheckedPedigrees(Pedigrees& check, const std::string& fileName);
+    // Drops every pedigree read (model/pedigrees.cpp).
+    void clearPedigrees();
 
     // ---- structure check state (pedigree/structure_check.cpp) ----
     std::ostringstream familyErrorReport;

@@ -106,6 +106,9 @@ public:
     GenotypeNames getGenotypeNames(int marker) const {
         return {getAlleleName(marker, 0), getAlleleName(marker, 1)};
     }
+    // The genotypes at the markers [first, end) below, the one at marker m at [m], for walks
+    // over them (only while the person has markers).
+    const GenotypeCodes* genotypeCodes() const { return genotypeStore->rowCodes(genotypeRow); }
     // The markers [first, end) at which the person can be typed.
     int firstGenotypeMarker() const { return onlyMarker >= 0 ? onlyMarker : 0; }
     int endGenotypeMarker() const {

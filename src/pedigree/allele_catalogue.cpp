@@ -14,69 +14,77 @@ namespace {
 const std::string kAll = "all";
 const std::string kFounders = "founders";
 
-// Counts genotypes into tallies by marker and allele code, then makes the entries' alleles in
-// the order the names were first seen, as a walk over the persons in tree order meets them.
+// Counts allele copies by marker and allele code, then makes the entries' alleles in the order
+// the names were first seen, as a walk over the persons in tree order meets them. A copy is
+// counted once, under its kind (founder or not, male or not, first or second position); the
+// entries' tallies are sums over the kinds.
 class CatalogueCounter {
 public:
     CatalogueCounter(const GenotypeStore& store, bool xlinked) : store(store), xlinked(xlinked) {
-        // One flat table: the tallies of marker m start at firstTally[m], one per code.
+        // One flat table: the slots of marker m start at firstSlot[m], one per code.
+        size_t slots = 0;
         for (int m = 0; m < store.getMarkerCount(); ++m) {
-            firstTally.push_back(tallies.size());
-            tallies.resize(tallies.size() + static_cast<size_t>(store.getAlleleNameCount(m)) + 1);
+            firstSlot.push_back(slots);
+            slots += static_cast<size_t>(store.getAlleleNameCount(m)) + 1;
         }
+        copies.assign(slots * kKinds, 0);
+        seen.assign(slots, 0);
         firstSeen.resize(static_cast<size_t>(store.getMarkerCount()));
     }
 
     void countPerson(const Person* person) {
-        const bool founder = person->isFounder();
-        // Only sex "1" is male; "2", "0" and anything else count as female.
-        const bool male = person->getSex() == "1";
-        // A hemizygous X-linked male carries one copy of his second allele position;
-        // founders still count both positions.
-        const int secondCopy = xlinked && male ? 0 : 1;
-        const Tally firstCounts{1, founder ? 1 : 0, male ? 1 : 0, male ? 0 : 1, false};
-        const Tally secondCounts{secondCopy, founder ? 1 : 0, male ? secondCopy : 0, male ? 0 : secondCopy, false};
         const int end = person->endGenotypeMarker();
+        if (person->firstGenotypeMarker() >= end) return;
+        // Only sex "1" is male; "2", "0" and anything else count as female.
+        const size_t kind = (person->isFounder() ? kFounder : 0) + (person->getSex() == "1" ? kMale : 0);
+        const GenotypeCodes* codes = person->genotypeCodes();
         for (int m = person->firstGenotypeMarker(); m < end; ++m) {
-            const GenotypeCodes genotype = person->getGenotype(m);
+            const GenotypeCodes genotype = codes[m];
             if (!genotype.isTyped()) continue;
-            add(m, genotype.first, firstCounts);
-            add(m, genotype.second, secondCounts);
+            count(m, genotype.first, kind);
+            count(m, genotype.second, kind + kSecond);
         }
     }
 
     void fillEntry(MarkerInfo* entry, int marker) const {
         for (AlleleCode code : firstSeen[static_cast<size_t>(marker)]) {
-            const Tally& c = tallies[firstTally[static_cast<size_t>(marker)] + code];
+            const int* kinds = &copies[(firstSlot[static_cast<size_t>(marker)] + code) * kKinds];
+            int all = 0, founders = 0, males = 0, females = 0;
+            for (size_t kind = 0; kind < kKinds; ++kind) {
+                const int n = kinds[kind];
+                const bool male = kind & kMale;
+                // A hemizygous X-linked male carries one copy of his second allele position;
+                // founders still count both positions.
+                const int counted = xlinked && male && (kind & kSecond) ? 0 : n;
+                all += counted;
+                if (kind & kFounder) founders += n;
+                if (male) males += counted;
+                else females += n;
+            }
             auto* allele = new Allele(store.getAlleleName(marker, code));
-            allele->addCounts(c.all, c.founders, c.males, c.females);
+            allele->addCounts(all, founders, males, females);
             entry->addAllele(allele);
-            entry->addCounts(c.all, c.founders, c.males, c.females);
+            entry->addCounts(all, founders, males, females);
         }
     }
 
 private:
-    struct Tally {
-        int all, founders, males, females;
-        bool seen;
-    };
+    static constexpr size_t kSecond = 1, kMale = 2, kFounder = 4, kKinds = 8;
 
-    void add(int marker, AlleleCode code, const Tally& copies) {
-        Tally& c = tallies[firstTally[static_cast<size_t>(marker)] + code];
-        if (!c.seen) {
-            c.seen = true;
+    void count(int marker, AlleleCode code, size_t kind) {
+        const size_t slot = firstSlot[static_cast<size_t>(marker)] + code;
+        ++copies[slot * kKinds + kind];
+        if (!seen[slot]) {
+            seen[slot] = 1;
             firstSeen[static_cast<size_t>(marker)].push_back(code);
         }
-        c.all += copies.all;
-        c.founders += copies.founders;
-        c.males += copies.males;
-        c.females += copies.females;
     }
 
     const GenotypeStore& store;
     bool xlinked;
-    std::vector<Tally> tallies;
-    std::vector<size_t> firstTally;
+    std::vector<size_t> firstSlot;
+    std::vector<int> copies;  // per slot, the copies of each kind
+    std::vector<char> seen;
     std::vector<std::vector<AlleleCode>> firstSeen;
 };
 

@@ -21,22 +21,42 @@ namespace {
 using AllelePair = std::pair<AlleleCode, AlleleCode>;
 using AlleleSet = std::vector<AlleleCode>;
 
+// The alleles of one parent in the sibship test below, kept without allocation: the test
+// lets a set grow to three alleles at most (two known ones and a homozygote's).
+class ParentAlleles {
+public:
+    bool contains(AlleleCode allele) const {
+        for (size_t i = 0; i < count; ++i)
+            if (codes[i] == allele) return true;
+        return false;
+    }
+    void push_back(AlleleCode allele) { codes[count++] = allele; }
+    size_t size() const { return count; }
+    bool empty() const { return count == 0; }
+
+private:
+    AlleleCode codes[4] = {};
+    size_t count = 0;
+};
+
 bool contains(const AlleleSet& set, AlleleCode allele) {
     for (AlleleCode member : set)
         if (member == allele) return true;
     return false;
 }
+bool contains(const ParentAlleles& set, AlleleCode allele) { return set.contains(allele); }
 
-void addUnique(AlleleSet& set, AlleleCode allele) {
+template <class Set>
+void addUnique(Set& set, AlleleCode allele) {
     if (!contains(set, allele)) set.push_back(allele);
 }
 
 // Whether the sibship's genotypes can be split between two parental allele sets A and B of at
 // most two alleles each (A starting with the alleles known from a typed parent), every
 // genotype taking one allele from each set.
-bool isConcistent(const std::vector<AllelePair>& genotypes, const AlleleSet& knownAlleles) {
-    AlleleSet a = knownAlleles;
-    AlleleSet b;
+bool isConcistent(const std::vector<AllelePair>& genotypes, const ParentAlleles& knownAlleles) {
+    ParentAlleles a = knownAlleles;
+    ParentAlleles b;
     const AllelePair* homozygote = nullptr;
     for (const AllelePair& genotype : genotypes) {
         if (genotype.first == genotype.second) {
@@ -88,7 +108,9 @@ public:
     MendelianCheck(std::ostringstream& report, bool& errorFound, MarkerMap* markerMap, const GenotypeStore& store,
                    std::vector<Pedigrees::MendelianWipe>& offenders)
         : report(report), errorFound(errorFound), markerMap(markerMap), store(store), offenders(offenders),
-          markerOrder(markersInKeyOrder(store.getMarkerCount())) {
+          markerOrder(markersInKeyOrder(store.getMarkerCount())), positionInOrder(markerOrder.size()) {
+        for (size_t position = 0; position < markerOrder.size(); ++position)
+            positionInOrder[static_cast<size_t>(markerOrder[position])] = static_cast<int>(position);
         // A genotype with one allele named "0" is half-typed; the reader never stores one.
         for (int m = 0; m < store.getMarkerCount(); ++m) zeroAllele.push_back(store.findCode(m, "0"));
     }
@@ -122,10 +144,44 @@ private:
         siblings.clear();
         for (const Person* other : sibships[sibshipKey(child)])
             if (other != child) siblings.push_back(other);
-        for (int m : markerOrder) {
-            const GenotypeCodes genotype = child->getGenotype(m);
-            if (genotype.isTyped()) checkMendelianErrorsForPersonsFamily(m, genotype);
+        const int markers = store.getMarkerCount();
+        if (!hasEveryMarker(child, markers) || !hasEveryMarker(father, markers) || !hasEveryMarker(mother, markers)) {
+            for (int m : markerOrder) {
+                const GenotypeCodes genotype = child->getGenotype(m);
+                if (genotype.isTyped()) checkMendelianErrorsForPersonsFamily(m, genotype);
+            }
+            return;
         }
+        // Nearly every typed genotype fits its typed parents and needs nothing more: one pass
+        // in store order picks out the others, which are then checked in report order.
+        const GenotypeCodes* childCodes = child->genotypeCodes();
+        const GenotypeCodes* fatherCodes = father->genotypeCodes();
+        const GenotypeCodes* motherCodes = mother->genotypeCodes();
+        toCheck.clear();
+        for (int m = 0; m < markers; ++m) {
+            const GenotypeCodes genotype = childCodes[m];
+            const bool fits = fitsTypedParents(genotype, fatherCodes[m], motherCodes[m]);
+            const bool noZeroAllele = zeroAllele[static_cast<size_t>(m)] == kUntypedAllele;
+            if (genotype.isTyped() & !(fits & noZeroAllele)) toCheck.push_back(positionInOrder[static_cast<size_t>(m)]);
+        }
+        std::sort(toCheck.begin(), toCheck.end());
+        for (int position : toCheck) {
+            const int m = markerOrder[static_cast<size_t>(position)];
+            checkMendelianErrorsForPersonsFamily(m, childCodes[m]);
+        }
+    }
+
+    static bool hasEveryMarker(const Person* person, int markers) {
+        return person->firstGenotypeMarker() == 0 && person->endGenotypeMarker() == markers;
+    }
+
+    // Whether both parents are typed and the child has one allele of each. Worked out without
+    // branches, since which alleles match is a matter of chance.
+    static bool fitsTypedParents(GenotypeCodes child, GenotypeCodes father, GenotypeCodes mother) {
+        auto fromMother = [&](AlleleCode c) { return (c == mother.first) | (c == mother.second); };
+        auto fromFather = [&](AlleleCode c) { return (c == father.first) | (c == father.second); };
+        return father.isTyped() & mother.isTyped() &
+               ((fromMother(child.first) & fromFather(child.second)) | (fromMother(child.second) & fromFather(child.first)));
     }
 
     void checkMendelianErrorsForPersonsFamily(int markerColumn, GenotypeCodes genotype) {
@@ -148,11 +204,7 @@ private:
     }
 
     void checkWithBothParents(GenotypeCodes fatherGenotype, GenotypeCodes motherGenotype) {
-        const AlleleCode c1 = childGenotype.first;
-        const AlleleCode c2 = childGenotype.second;
-        auto fromMother = [&](AlleleCode c) { return c == motherGenotype.first || c == motherGenotype.second; };
-        auto fromFather = [&](AlleleCode c) { return c == fatherGenotype.first || c == fatherGenotype.second; };
-        if ((fromMother(c1) && fromFather(c2)) || (fromMother(c2) && fromFather(c1))) return;
+        if (fitsTypedParents(childGenotype, fatherGenotype, motherGenotype)) return;
         writeBlock("Error: alleles not found from parents", genotypeText(fatherGenotype), genotypeText(motherGenotype),
                    false);
     }
@@ -182,7 +234,7 @@ private:
             sibshipAlleles.push_back(c1);
         }
         findSisterAndBrothersForPerson();
-        AlleleSet known;
+        ParentAlleles known;
         addUnique(known, p1);
         addUnique(known, p2);
         if (!isConcistent(sibshipGenotypes, known))
@@ -207,7 +259,7 @@ private:
             sibshipAlleles.push_back(c1);
         }
         findSisterAndBrothersForPerson();
-        if (!isConcistent(sibshipGenotypes, AlleleSet()))
+        if (!isConcistent(sibshipGenotypes, ParentAlleles()))
             writeBlock("Error: too many alleles found in childs LEVEL2", "0/0", "0/0", true);
         if (alleleBound < static_cast<int>(sibshipAlleles.size()))
             writeBlock("Error: too many alleles found in childs", "0/0", "0/0", true);
@@ -279,6 +331,8 @@ private:
     const GenotypeStore& store;
     std::vector<Pedigrees::MendelianWipe>& offenders;
     const std::vector<int> markerOrder;
+    std::vector<int> positionInOrder;  // per marker, its place in markerOrder
+    std::vector<int> toCheck;          // places in markerOrder of the child's markers to check
     std::vector<AlleleCode> zeroAllele;  // per marker the code of the allele name "0", if any
 
     // The child and marker under test.

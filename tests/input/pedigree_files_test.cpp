@@ -1,6 +1,12 @@
 // Pedigree file reader (column arithmetic against the map, genotype coding, failures), the
 // phenotype file and the only-markers file.
 
+#include <sys/stat.h>
+
+#include <fstream>
+#include <thread>
+#include <utility>
+
 #include "input/marker_map.h"
 #include "input_helpers.h"
 
@@ -107,6 +113,87 @@ TEST(PedigreeReader, FailuresNameTheFault) {
     expectFailures({{"1 1 0 0 1 1 1  1 2  3 4\n1 2 0 0 2 1 0  1 1  3 3\n1 3 1 2 1 2 1  1 1  3 4\n",
                      "Liability class can't be 0 at line: 2\n"}},
                    [](const std::string& content) { return readFresh(content, true); });
+}
+
+namespace {
+
+// A map of n markers M1..Mn, 1 cM apart.
+std::string mapOf(int markers) {
+    std::string map = "CHROMOSOME HALDANE NAME\n";
+    for (int m = 1; m <= markers; ++m) map += "1 " + std::to_string(m) + ".0 M" + std::to_string(m) + "\n";
+    return map;
+}
+
+// The alleles of a founder of the generated files below at marker m.
+std::pair<int, int> generatedAlleles(int founder, int m) { return {1 + (founder + m) % 3, 2 + (founder * m) % 5}; }
+
+// Trios: in pedigree k, the founders 2k - 1 (father) and 2k with generated genotypes, their
+// child with the first allele of each; lines ended as given, a blank line after each trio.
+std::string generatedTrios(int trios, int markers, const std::string& lineEnd) {
+    std::string text;
+    for (int k = 1; k <= trios; ++k) {
+        const std::string pedigree = std::to_string(k) + " ";
+        for (int who = 1; who <= 3; ++who) {
+            text += pedigree + (who == 1 ? "1 0 0 1 1" : who == 2 ? "2 0 0 2 1" : "3 1 2 1 2");
+            for (int m = 0; m < markers; ++m) {
+                const auto father = generatedAlleles(2 * k - 1, m), mother = generatedAlleles(2 * k, m);
+                const auto [a, b] = who == 1 ? father : who == 2 ? mother : std::make_pair(father.first, mother.first);
+                text += "  " + std::to_string(a) + " " + std::to_string(b);
+            }
+            text += lineEnd;
+        }
+        text += " \t" + lineEnd;
+    }
+    return text;
+}
+
+}  // namespace
+
+TEST(PedigreeReader, FilesLargerThanOneReadTakeEveryRecordWhole) {
+    // Files of MB (read in pieces far smaller), one with lines of 350 KB, CR LF line ends too.
+    const struct {
+        int trios, markers;
+        std::string lineEnd;
+    } cases[] = {{150, 600, "\n"}, {100, 500, "\r\n"}, {2, 70000, "\n"}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::to_string(c.trios) + " trios, " + std::to_string(c.markers) + " markers");
+        Pedigrees p;
+        const Outcome r = readPedigree(p, mapOf(c.markers), generatedTrios(c.trios, c.markers, c.lineEnd));
+        ASSERT_EQ(r.result, 1) << r.out;
+        EXPECT_TRUE(contains(r.out, "(Total number of persons " + std::to_string(3 * c.trios) + ")\n")) << r.out;
+        EXPECT_FALSE(contains(r.out, "Mendelian errors found")) << r.out;
+        for (int k : {1, c.trios / 2, c.trios})
+            for (int m : {0, 1, c.markers / 3, c.markers - 1}) {
+                SCOPED_TRACE("pedigree " + std::to_string(k) + ", marker " + std::to_string(m));
+                const Person* mother = person(p, std::to_string(k), "2");
+                const Person* child = person(p, std::to_string(k), "3");
+                ASSERT_TRUE(mother && child);
+                const auto [a, b] = generatedAlleles(2 * k, m);
+                EXPECT_EQ(mother->getAlleleName(m, 0), std::to_string(a));
+                EXPECT_EQ(mother->getAlleleName(m, 1), std::to_string(b));
+                EXPECT_EQ(child->getAlleleName(m, 0), std::to_string(generatedAlleles(2 * k - 1, m).first));
+                EXPECT_EQ(child->getAlleleName(m, 1), std::to_string(a));
+            }
+    }
+}
+
+TEST(PedigreeReader, APipeIsReadLikeAFile) {
+    // A pipe cannot be read twice: it is held whole.
+    ScratchDir dir;
+    const std::string pipe = dir.file("pedigree.fifo");
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    std::thread writer([&] {
+        std::ofstream out(pipe);
+        out << trio;
+    });
+    Pedigrees p;
+    p.setAffectionColumn(true);
+    dir.write("test.map", twoMarkers);
+    const Outcome r = attempt([&] { return p.readMapFile(dir.file("test.map")) && p.readPedigreeFile(pipe); });
+    writer.join();
+    ASSERT_EQ(r.result, 1) << r.out;
+    EXPECT_EQ(person(p, "1", "3")->getAlleleName(1, 1), "4");
+    EXPECT_EQ(person(p, "1", "1")->getAlleleName(0, 1), "2");
 }
 
 TEST(PhenotypeFile, ValuesAreAddedUnderTheHeaderNames) {
