@@ -1,10 +1,8 @@
 #include "likelihood/state_vector.h"
 
-#include <sys/mman.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <mutex>
 
 namespace likelihood {
@@ -16,7 +14,7 @@ namespace {
 class LargeBlocks {
 public:
     ~LargeBlocks() {
-        for (const Block& block : blocks) std::free(block.memory);
+        for (const Block& block : blocks) large_blocks::unmap(block.memory, block.bytes);
     }
 
     void* take(size_t bytes) {
@@ -27,16 +25,15 @@ public:
                 if (it->bytes >= bytes && it->bytes <= 2 * bytes && (best == blocks.end() || it->bytes < best->bytes))
                     best = it;
             if (best != blocks.end()) {
-                void* memory = best->memory;
+                char* const memory = static_cast<char*>(best->memory);
+                // The block is given back under the size asked for now: its tail goes.
+                if (best->bytes > bytes) large_blocks::unmap(memory + bytes, best->bytes - bytes);
                 held -= best->bytes;
                 blocks.erase(best);
                 return memory;
             }
         }
-        void* memory = std::aligned_alloc(StateAllocator<double>::kLargePage, bytes);
-        if (!memory) throw std::bad_alloc();
-        madvise(memory, bytes, MADV_HUGEPAGE);
-        return memory;
+        return large_blocks::map(bytes);
     }
 
     void give(void* memory, size_t bytes) {
@@ -46,7 +43,7 @@ public:
         held += bytes;
         std::sort(blocks.begin(), blocks.end(), [](const Block& a, const Block& b) { return a.bytes < b.bytes; });
         while (held > limit()) {
-            std::free(blocks.back().memory);
+            large_blocks::unmap(blocks.back().memory, blocks.back().bytes);
             held -= blocks.back().bytes;
             blocks.pop_back();
         }
@@ -74,7 +71,7 @@ LargeBlocks& largeBlocks() {
 
 }  // namespace
 
-void* takeLargeBlock(size_t bytes) { return largeBlocks().take(bytes); }
-void giveLargeBlock(void* block, size_t bytes) { largeBlocks().give(block, bytes); }
+void* ReusedBlocks::take(size_t bytes) { return largeBlocks().take(large_blocks::mappedSize(bytes)); }
+void ReusedBlocks::give(void* block, size_t bytes) { largeBlocks().give(block, large_blocks::mappedSize(bytes)); }
 
 }  // namespace likelihood
