@@ -272,6 +272,9 @@ int Pedigrees::readPedigreeFile(const std::string& fileName) {
         }
     }
 
+    // The converter needs the person columns only: it works while the genotypes are read.
+    if (validationOnly && personColumnCount > 0) startConversion(fileName);
+
     if (affectionColumn) {
         phenotypeNames.push_back("DISEASE_LOCUS");
         if (liabilityColumn) phenotypeNames.push_back(kLiabilityClassName);
@@ -416,7 +419,7 @@ int Pedigrees::readPedigreeFile(const std::string& fileName) {
 }
 
 int Pedigrees::finishPedigreeRead(bool genotypesChecked) {
-    createMarkerInfo();
+    if (!validationOnly) createMarkerInfo();
     if (writeFamilyErrors("family.err")) return 0;
     if (xlinked) {
         std::cout << "(Mendelian error check disabled for X-linked data)" << std::endl;

@@ -15,14 +15,6 @@
 #include "input/marker_map.h"
 #include "model/file.h"
 
-// Writes a whole file; File reports a failure.
-static bool writeText(const std::string& fileName, const std::string& text) {
-    File out;
-    if (!out.openForWriting(fileName)) return false;
-    out.text << text;
-    return out.writeTextAndClose();
-}
-
 int Pedigrees::readAndConvertPreToLinkage(const std::string& fileName) {
     pedigreeFileName = fileName;
 
@@ -45,6 +37,7 @@ int Pedigrees::convertCheckedPedigrees(Pedigrees& check, const std::string& file
     mendelianErrorFound = check.isMendelianErrorFound();
     check.setMarkerMap(nullptr);
     std::unordered_map<std::string, int> rowsByUserIds;
+    rowsByUserIds.reserve(static_cast<size_t>(check.genotypeStore.getRowCount()));
     check.pedigrees->forEach([&](const Pedigree* pedigree) {
         pedigree->getPersonTree()->forEach([&](const Person* person) {
             rowsByUserIds[userIdsKey(pedigree->getPedigreeId(), person->getPersonId())] = person->getGenotypeRow();
@@ -61,27 +54,25 @@ int Pedigrees::convertCheckedPedigrees(Pedigrees& check, const std::string& file
     }
 
     std::cout << "(Converting pedigree file " << fileName << " to linkage format)" << std::endl;
-    const std::string convertedName = fileName + ".linkage";
-    const std::string personsName = convertedName + ".persons";
-    // A converted file left from an earlier run must not be read if this conversion fails.
-    std::remove(convertedName.c_str());
-    if (!trim && !writeText(personsName, check.personColumns)) {
+    if (!check.converterRun.finish()) {
         std::cout << "...failed" << std::endl
-                  << "Unable to write the person columns of " << fileName << " to " << personsName
-                  << " for the conversion" << std::endl;
-        std::remove(personsName.c_str());
+                  << "Unable to write the person columns of " << fileName << " for the conversion" << std::endl;
         return 0;
     }
-    execute_external_command({"makepedpseudo", trim ? fileName + ".trimmed" : personsName, convertedName, "n"},
-                             verbose);
-    std::remove(personsName.c_str());
 
     postMakeped = true;
     converted = true;
     genotypeRowsByUserIds = &rowsByUserIds;
-    const int read = readPedigreeFile(convertedName);
+    const int read = readPedigreeFile(fileName + ".linkage");
     genotypeRowsByUserIds = nullptr;
     return read;
+}
+
+void Pedigrees::startConversion(const std::string& fileName) {
+    const std::string converted = fileName + ".linkage";
+    if (trim) converterRun.startOnFile(fileName + ".trimmed", converted, verbose);
+    else converterRun.start(personColumns, converted, verbose);
+    personColumns = std::string();
 }
 
 void Pedigrees::prepareValidation(Pedigrees& check) const {
@@ -92,5 +83,7 @@ void Pedigrees::prepareValidation(Pedigrees& check) const {
     check.setOutputPrefix(outputPrefix);
     check.setSetMeMissing(setMeMissing);
     check.setPostMakeped(false);
+    check.setTrim(trim);
+    check.validationOnly = true;
     check.setMarkerMap(markerMap);
 }

@@ -21,6 +21,7 @@
 #include <unordered_map>
 #include <utility>
 #include <vector>
+#include "input/converter_run.h"
 #include "model/rbtree.h"
 #include "engine/batch_planner.h"
 #include "engine/engine_choice.h"
@@ -299,6 +300,12 @@ private:
     // every line of its pedigree file in personColumns, taken while the file's text is at hand.
     int personColumnCount = 0;
     std::string personColumns;
+    // A check is dropped once its persons are converted; the catalogue is made for the
+    // converted ones only.
+    bool validationOnly = false;
+    // A check's conversion, started once its person columns are known (input/premakeped_conversion.cpp).
+    ConverterRun converterRun;
+    void startConversion(const std::string& fileName);
     // The validated persons of a check converted by MAKEPED (from the check's person columns)
     // and read with their genotypes (pre-MAKEPED files and PLINK binary files).
     int convertCheckedPedigrees(Pedigrees& check, const std::string& fileName);

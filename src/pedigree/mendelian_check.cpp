@@ -404,6 +404,6 @@ bool Pedigrees::setMendelianErrorsMissing() {
     mendelianErrorReport.str("");
     checkMendelianErrors();
     mendelianErrorReport.str("");
-    createMarkerInfo();
+    if (!validationOnly) createMarkerInfo();
     return !mendelianErrorFound;
 }

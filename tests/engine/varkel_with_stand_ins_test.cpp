@@ -139,3 +139,38 @@ TEST(VarkelWithStandIns, PedigreeFileNamesWithShellCharactersAreConverted) {
         EXPECT_FALSE(fs::exists(installation.dir.file("run/" + name + ".linkage")));
     }
 }
+
+// The converter works while the genotypes are checked: a check that fails stops it, and a
+// converter that fails has its reason shown; neither leaves a converted file to be read later.
+TEST(VarkelWithStandIns, TheConverterBesideTheCheckStopsWithItAndShowsWhyItFailed) {
+    Installation installation;
+    const auto leftovers = [&] {
+        std::vector<std::string> found;
+        for (const auto& entry : fs::directory_iterator(installation.dir.file("run")))
+            if (entry.path().filename().string().find(".linkage") != std::string::npos)
+                found.push_back(entry.path().filename());
+        return found;
+    };
+    // Child 3 carries 3 at D1, which neither parent has; the converter would take a minute.
+    installation.dir.write("run/p.pre", "1 1 0 0 1 2 1 2\n1 2 0 0 2 1 1 1\n1 3 1 2 1 2 3 3\n");
+    installation.replace("makepedpseudo", "exec sleep 60\n");
+    const auto before = std::chrono::steady_clock::now();
+    RunResult run = runProgram(installation.dir.file("bin/varkel"),
+                               {"--ped", "p.pre", "--map", "m.map", "--model", "d.model", "--singlepoint"},
+                               installation.dir.file("run"));
+    EXPECT_EQ(run.status, 255);
+    EXPECT_TRUE(contains(run.output, "Mendelian errors found in pedigree file p.pre: the run stops")) << run.output;
+    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(20));
+    EXPECT_EQ(leftovers(), std::vector<std::string>{});
+
+    installation.dir.write("run/p.pre", "1 1 0 0 1 2 1 2\n1 2 0 0 2 1 3 3\n1 3 1 2 1 2 1 3\n");
+    installation.replace("makepedpseudo", "echo \"makepedpseudo: $1, line 2: no such thing\" >&2\nexit 1\n");
+    run = runProgram(installation.dir.file("bin/varkel"),
+                     {"--ped", "p.pre", "--map", "m.map", "--model", "d.model", "--singlepoint"},
+                     installation.dir.file("run"));
+    EXPECT_EQ(run.status, 255);
+    EXPECT_TRUE(contains(run.errors, "makepedpseudo: p.pre.linkage.persons, line 2: no such thing\n")) << run.errors;
+    EXPECT_TRUE(contains(run.output, "Unable to open pedigree file p.pre.linkage for reading.")) << run.output;
+    EXPECT_FALSE(fs::exists(installation.dir.file("run/varkel_singlepoint.out")));
+    EXPECT_EQ(leftovers(), std::vector<std::string>{});
+}
