@@ -9,29 +9,23 @@
 #      (dates aside);
 #   2. simulated: from the time of every piece of the -np 1 run (--piece-times), the makespan of
 #      rank 0's schedule (largest estimated piece first, each to the rank that is free first,
-#      one part of the run after the other) on 16, 64 and 256 ranks of --jobs 1, for the
-#      measured chromosomes and for the whole genome of GENOME chromosomes, whose pieces are
-#      the measured chromosomes' pieces repeated (every chromosome is the same example, and a
-#      piece never spans two chromosomes), with the time outside the pieces (reading, planning,
+#      one part of the run after the other) on 16, 64 and 256 ranks of --jobs 1. With GENOME
+#      above CHROMOSOMES, also for a genome whose pieces are the measured ones repeated (every
+#      chromosome is the same example), the time outside the pieces (reading, planning,
 #      reports) scaled by the genome's size. The largest single piece is the floor of any
 #      schedule.
 #
-# Sliding windows of adjacent markers also span the boundary of two chromosomes (3 windows per
-# boundary at window 4); the native engine does not finish a window whose markers are unlinked,
-# so the measured input has one chromosome by default (CHROMOSOMES) and the simulated genome
-# leaves those boundary windows out.
-#
 #   bench/mpi_scan.sh [bin dir]        (default build/bin)
 #
-# CHROMOSOMES (default 1) measured for real; GENOME (default 22); WSIZE (default 4); ANALYSES
+# CHROMOSOMES (default 22) measured for real; GENOME (default CHROMOSOMES); WSIZE (default 4); ANALYSES
 # (default "--multipoint"); RANKS (default "2 16 64 256": 2 to set beside the measured -np 2);
 # KEEP_WORK keeps the work directory with the tables of piece times. Run it under the CPU lock.
 set -euo pipefail
 
 here=$(cd "$(dirname "$0")" && pwd)
 bin=$(cd "${1:-$here/../build/bin}" && pwd)
-chromosomes=${CHROMOSOMES:-1}
-genome=${GENOME:-22}
+chromosomes=${CHROMOSOMES:-22}
+genome=${GENOME:-$chromosomes}
 wsize=${WSIZE:-4}
 analyses=${ANALYSES:---multipoint}
 ranks_list=${RANKS:-2 16 64 256}
@@ -112,8 +106,10 @@ print()
 print(f"pieces of the measured run: {sum(len(p) for p in parts.values())} in {len(parts)} parts, "
       f"{inside:.1f} s of work; outside the pieces {outside:.1f} s")
 print(f"largest single piece: {largest[1]:.2f} s ({largest[2]})")
-for label, copies in ((f"measured ({measured} chromosome{'s' if measured > 1 else ''})", 1),
-                      (f"genome ({genome} chromosomes)", genome // measured)):
+scenarios = [(f"measured ({measured} chromosome{'s' if measured > 1 else ''})", 1)]
+if genome > measured:
+    scenarios.append((f"genome ({genome} chromosomes)", genome // measured))
+for label, copies in scenarios:
     scaled = scenario(copies)
     serial = outside * copies
     work = sum(s for pieces in scaled.values() for _, s, _ in pieces)

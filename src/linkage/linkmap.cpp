@@ -475,7 +475,9 @@ bool Linkmap::execute_analysis(const std::vector<std::string>& analysed, const s
     };
     double nativeTotal = 0.0;
     for (size_t i = 0; i < nativeCount; ++i) nativeTotal += routing.nativeSeconds[routing.native[i]];
-    const double pieceTarget = std::max(0.5, nativeTotal / 16.0);
+    // Pieces enough for a few hundred processes, of half a second at least, since each one
+    // handed out costs a message and its pedigree's set-up.
+    const double pieceTarget = std::max(0.5, nativeTotal / 256.0);
     std::vector<Piece> pieces;
     std::vector<char> split(nativeCount, 0);
     for (size_t p = 0; p < analysed.size(); ++p)
