@@ -599,7 +599,9 @@ bool Linkmap::execute_analysis(const std::vector<std::string>& analysed, const s
         std::string text = "trait " + analysed[piece.phenotype] + ", pedigree " +
                            pedigrees->getPedigreeLabel(set.pedigrees[routing.native[piece.pedigree]]);
         if (chromosomes.size() > 1) text += ", windows from chromosome " + chromosomeNames[piece.chromosome];
-        if (split[piece.pedigree])
+        if (split[piece.pedigree] && piece.windows.size() == 1)
+            text += ", window " + windowName(plans[piece.windows.front()].key);
+        else if (split[piece.pedigree])
             text += ", windows " + windowName(plans[piece.windows.front()].key) + " to " +
                     windowName(plans[piece.windows.back()].key);
         return text;
