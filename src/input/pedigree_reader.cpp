@@ -37,21 +37,6 @@ int fieldsOfLine(const char* line, const char* lineEnd) {
     return static_cast<int>(fields);
 }
 
-// The fields of a line in order.
-std::vector<std::string> fieldTexts(const char* p, const char* lineEnd) {
-    std::vector<std::string> fields;
-    while (p < lineEnd) {
-        if (isColumnSeparator(*p)) {
-            ++p;
-            continue;
-        }
-        const char* start = p;
-        while (p < lineEnd && !isColumnSeparator(*p)) ++p;
-        fields.emplace_back(start, static_cast<size_t>(p - start));
-    }
-    return fields;
-}
-
 // Appends the first `columns` fields of a line with fields, separated by one blank, and a line end.
 void appendLeadingColumns(const char* p, const char* lineEnd, int columns, std::string& leading) {
     int fields = 0;
@@ -100,7 +85,7 @@ ColumnLayout scanLayout(TextPieces& pieces, int leadingColumnCount, std::string&
             if (layout.empty) {
                 layout.empty = false;
                 layout.columns = fields;
-                layout.firstLine = fieldTexts(p, lineEnd);
+                splitFields(p, lineEnd, isColumnSeparator, layout.firstLine);
             } else if (fields != layout.columns) {
                 layout.uniform = false;
                 return layout;

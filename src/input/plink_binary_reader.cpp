@@ -44,16 +44,7 @@ bool readFieldLines(const std::string& fileName, size_t fields, const std::strin
     for (int number = 1; p < end; ++number) {
         const void* const newline = std::memchr(p, '\n', static_cast<size_t>(end - p));
         const char* const lineEnd = newline ? static_cast<const char*>(newline) : end;
-        row.clear();
-        for (const char* c = p; c < lineEnd;) {
-            if (isFieldSeparator(*c)) {
-                ++c;
-                continue;
-            }
-            const char* start = c;
-            while (c < lineEnd && !isFieldSeparator(*c)) ++c;
-            row.emplace_back(start, static_cast<size_t>(c - start));
-        }
+        splitFields(p, lineEnd, isFieldSeparator, row);
         if (!row.empty() && row.size() != fields)
             return fail("Line " + IntToString(number) + " of " + fileName + " has " +
                         IntToString(static_cast<int>(row.size())) + " fields, not the " + IntToString(static_cast<int>(fields)) +

@@ -24,6 +24,21 @@ FileRead readWholeFile(const std::string& name, FileBytes& bytes);
 // The text without a leading UTF-8 byte-order mark.
 std::string_view withoutByteOrderMark(std::string_view text);
 
+// The fields of the text [p, lineEnd) in order, split where isSeparator(character) holds.
+template <class IsSeparator>
+void splitFields(const char* p, const char* lineEnd, IsSeparator isSeparator, std::vector<std::string>& fields) {
+    fields.clear();
+    while (p < lineEnd) {
+        if (isSeparator(*p)) {
+            ++p;
+            continue;
+        }
+        const char* start = p;
+        while (p < lineEnd && !isSeparator(*p)) ++p;
+        fields.emplace_back(start, static_cast<size_t>(p - start));
+    }
+}
+
 // A text file (without a leading byte-order mark) held a piece at a time: the text from
 // begin() to end(), where end() is the end of the file once atEndOfFile(). A reader walks the
 // piece and, where it needs text beyond end(), asks for it with keep(). A file that cannot be
