@@ -110,7 +110,9 @@ public:
     // mpirun's arguments for three ranks of this varkel (oversubscribed: the machine may have
     // fewer cores).
     std::vector<std::string> mpirun(std::vector<std::string> options) const {
-        std::vector<std::string> arguments{"--oversubscribe", "-np", "3"};
+        // After a rank fails Open MPI ends the others with SIGTERM and, a second later by
+        // default, SIGKILL: on a loaded machine their clean-up needs the longer grace given here.
+        std::vector<std::string> arguments{"--oversubscribe", "--mca", "odls_base_sigkill_timeout", "3", "-np", "3"};
         if (geteuid() == 0) arguments.push_back("--allow-run-as-root");
         const std::vector<std::string> program = varkel(std::move(options));
         arguments.insert(arguments.end(), program.begin(), program.end());
