@@ -9,8 +9,7 @@
 #      alleles, --singlepoint --nuclear --hlod) with both settings (target: at least 5);
 #   4. agreement: every row of the LOD tables of the two settings, per pedigree and totals
 #      (largest difference; targets 1e-5 and 1e-4), and the example's singlepoint scan at
-#      every theta; for MLINK's tables also with its LODs' own factor taken out (see
-#      mlink_log10 below), which leaves only the rounding of six printed decimals.
+#      every theta.
 #
 #   bench/engines.sh [bin dir]        (default build/bin)
 #
@@ -36,10 +35,9 @@ seconds() { cut -d' ' -f1 "$1.time"; }
 memory() { awk '{ printf "%.0f MB", $2 / 1024 }' "$1.time"; }
 ratio() { awk -v a="$1" -v b="$2" 'BEGIN { printf "%.1f", a / b }'; }
 # The largest LOD difference between two tables, per pedigree and over the totals (rows keyed
-# by every column before "lod"; impossible points must be impossible in both). With a third
-# argument the second table's LODs are scaled by it first.
+# by every column before "lod"; impossible points must be impossible in both).
 agreement() {
-    awk -F'\t' -v scale="${3:-1}" '
+    awk -F'\t' '
         FNR == 1 { for (i = 1; i <= NF; ++i) if ($i == "lod") col = i; next }
         { key = ""; for (i = 1; i < col; ++i) key = key $i SUBSEP }
         FILENAME == ARGV[1] { ref[key] = $col; next }
@@ -51,7 +49,7 @@ agreement() {
                 if ((a == "NA") != (b == "NA") || (a < -1e15 || a == "-Inf") != (b < -1e15 || b == "-Inf")) bad++
                 next
             }
-            d = a - b * scale; if (d < 0) d = -d
+            d = a - b; if (d < 0) d = -d
             if (index(key, SUBSEP "ALL" SUBSEP)) { if (d > total) total = d } else if (d > pedigree) pedigree = d
         }
         END {
@@ -60,9 +58,6 @@ agreement() {
                 pedigree, total, missing, bad
         }' "$1" "$2"
 }
-# MLINK's log10 likelihoods, and so its LODs, are its natural-log values over 2.30259 rather than
-# ln 10: its LODs are the exact ones times this factor, 2.1e-6 short in relative terms.
-mlink_log10=$(awk 'BEGIN { printf "%.12f", log(10) / 2.30259 }')
 split_times() { grep "^Time:" "$1.log" | tail -n 1 | sed 's/^Time: //'; }
 
 example=(--ped example.pre --map example.map --model example.model)
@@ -88,7 +83,6 @@ grep "^Likelihoods" w0_auto.log | head -n 1 | sed 's/^/  /'
 run sp_fastlink "${example[@]}" --singlepoint --nuclear --engine fastlink
 run sp_auto "${example[@]}" --singlepoint --nuclear
 echo "Example singlepoint (whole and nuclear), every theta: $(agreement sp_fastlink_lod.tsv sp_auto_lod.tsv)"
-echo "  with MLINK's log10 (ln / 2.30259): $(agreement sp_fastlink_lod.tsv sp_auto_lod.tsv "$mlink_log10")"
 
 mkdir scan
 "$bin/simulate_families" --families 50 --markers 100 --disease-after 5 --min-alleles 6 --max-alleles 12 \
@@ -101,4 +95,3 @@ printf "%-44s %9s s  %9s   (ratio %s, target >= 5)\n" "singlepoint scan, --engin
 printf "%-44s %9s   %9s\n" "  peak memory" "$(memory scan_fastlink)" "$(memory scan_auto)"
 grep "^Likelihoods" scan_auto.log | sed 's/^/  /'
 echo "  agreement of _lod.tsv: $(agreement scan_fastlink_lod.tsv scan_auto_lod.tsv)"
-echo "  with MLINK's log10 (ln / 2.30259): $(agreement scan_fastlink_lod.tsv scan_auto_lod.tsv "$mlink_log10")"

@@ -82,6 +82,12 @@ namespace {
 // MLINK's fractions in MLINK's order.
 using NativeMarkerValues = std::vector<std::vector<double>>;
 
+// MLINK turns natural logs into base 10 dividing by this rounding of ln 10 (2.302585...): its
+// log10 likelihoods and LODs are 2.1e-6 of their size short of exact. The native pedigrees'
+// rows are made the same way, so that a total adds like with like and a report is the same
+// whichever engine computed a pedigree.
+constexpr double kMlinkLn10 = 2.30259;
+
 // One record per theta of one marker: every pedigree in the set's order, from the FASTLINK
 // batch that computed it (its records keep FASTLINK's numbers, the place in the set from 1)
 // or from the native engine, with LODs against theta 0.5 as MLINK gives them. Totals are the
@@ -115,8 +121,8 @@ MLinkMarker* mergeMarker(const std::vector<std::unique_ptr<MLinkMarker>>& batche
             const double unlinked = native[i][0];
             const double lod = std::isinf(native[i][t]) ? -999.999999
                                : std::isinf(unlinked)  ? 0.0
-                                                       : (native[i][t] - unlinked) / std::log(10.0);
-            nativeRows[i].push_back({lnLike, std::round(lnLike / std::log(10.0) * 1e6) / 1e6, std::round(lod * 1e6) / 1e6});
+                                                       : (native[i][t] - unlinked) / kMlinkLn10;
+            nativeRows[i].push_back({lnLike, std::round(lnLike / kMlinkLn10 * 1e6) / 1e6, std::round(lod * 1e6) / 1e6});
         }
     std::vector<const FastlinkLikelihood*> fromBatches(set.pedigrees.size(), nullptr);
     std::vector<int> fromNative(set.pedigrees.size(), -1);
