@@ -161,6 +161,21 @@ protected:
         mpirun = mpirunPath();
         if (mpirun.empty()) GTEST_SKIP() << "mpirun is not installed or varkel was built without MPI";
     }
+    // mpirun on a singlepoint run through FASTLINK, started in the background in `run`, its
+    // console in run/console.txt.
+    pid_t startSinglepointRun(const Installation& installation, const std::string& run) const {
+        ProcessOptions options;
+        options.workingDirectory = run;
+        options.standardOutput = run + "/console.txt";
+        options.standardError = options.standardOutput;
+        std::vector<std::string> command{mpirun};
+        const std::vector<std::string> arguments = installation.mpirun({"--singlepoint", "--engine", "fastlink"});
+        command.insert(command.end(), arguments.begin(), arguments.end());
+        std::string error;
+        const pid_t launcher = startProcess(command, options, error);
+        EXPECT_GT(launcher, 0) << error;
+        return launcher;
+    }
     std::string mpirun;
 };
 
@@ -263,16 +278,8 @@ TEST_F(MpiRuns, ControlCOnMpirunLeavesNoScratchAndNoProgramBehind) {
     installation.replace("mlinkvarkel",
                          "sleep 60 &\necho $! >> " + sleepers + "\necho $PPID >> " + pids + "\nwait\n");
     const std::string run = installation.study("run");
-    ProcessOptions options;
-    options.workingDirectory = run;
-    options.standardOutput = run + "/console.txt";
-    options.standardError = options.standardOutput;
-    std::vector<std::string> command{mpirun};
-    const std::vector<std::string> arguments = installation.mpirun({"--singlepoint", "--engine", "fastlink"});
-    command.insert(command.end(), arguments.begin(), arguments.end());
-    std::string error;
-    const pid_t launcher = startProcess(command, options, error);
-    ASSERT_GT(launcher, 0) << error;
+    const pid_t launcher = startSinglepointRun(installation, run);
+    ASSERT_GT(launcher, 0);
     // Until every rank runs a program of its own.
     for (int wait = 0; wait < 600 && linesOf(installation.dir.exists("pids") ? installation.dir.read("pids") : "").size() < 3;
          ++wait)
@@ -319,16 +326,8 @@ TEST_F(MpiRuns, AWorkerKilledMidRunEndsEveryRank) {
     installation.replace("mlinkvarkel", "sleep 60 &\necho $! >> " + sleepers + "\necho $RANK $PPID >> " + pids +
                                             "\nwait\n");
     const std::string run = installation.study("run");
-    ProcessOptions options;
-    options.workingDirectory = run;
-    options.standardOutput = run + "/console.txt";
-    options.standardError = options.standardOutput;
-    std::vector<std::string> command{mpirun};
-    const std::vector<std::string> arguments = installation.mpirun({"--singlepoint", "--engine", "fastlink"});
-    command.insert(command.end(), arguments.begin(), arguments.end());
-    std::string error;
-    const pid_t launcher = startProcess(command, options, error);
-    ASSERT_GT(launcher, 0) << error;
+    const pid_t launcher = startSinglepointRun(installation, run);
+    ASSERT_GT(launcher, 0);
     std::map<std::string, std::string> rankPids;  // rank -> process id
     for (int wait = 0; wait < 600 && rankPids.size() < 3; ++wait) {
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
