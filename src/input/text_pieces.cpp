@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 
 #include "input/field_reader.h"
@@ -15,19 +16,29 @@ namespace {
 // Big enough that reading costs few calls, small enough to stay in the processor's caches.
 constexpr size_t kPiece = size_t{256} << 10;
 
-// Reads the rest of an open file into bytes from `filled` on, growing them as needed; false
-// on a read error. bytes end up holding exactly what was read.
-bool readRest(int descriptor, FileBytes& bytes, size_t filled) {
-    for (;;) {
+// Reads on from an open file into bytes from `filled` on until `wanted` bytes are held or the
+// file ends, doubling bytes whenever they are full.
+struct ReadOn {
+    size_t filled;
+    bool ended, failed;
+};
+ReadOn readUpTo(int descriptor, FileBytes& bytes, size_t filled, size_t wanted) {
+    while (filled < wanted) {
         if (filled == bytes.size()) bytes.resize(std::max(kPiece, 2 * bytes.size()));
         const ssize_t got = ::read(descriptor, bytes.data() + filled, bytes.size() - filled);
         if (got < 0 && errno == EINTR) continue;
-        if (got <= 0) {
-            bytes.resize(filled);
-            return got == 0;
-        }
+        if (got <= 0) return {filled, true, got < 0};
         filled += static_cast<size_t>(got);
     }
+    return {filled, false, false};
+}
+
+// Reads the rest of an open file into bytes, which end up holding exactly what was read;
+// false on a read error.
+bool readRest(int descriptor, FileBytes& bytes) {
+    const ReadOn read = readUpTo(descriptor, bytes, 0, SIZE_MAX);
+    bytes.resize(read.filled);
+    return !read.failed;
 }
 
 }  // namespace
@@ -40,7 +51,7 @@ FileRead readWholeFile(const std::string& name, FileBytes& bytes) {
     bytes.clear();
     if (::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode))
         bytes.resize(static_cast<size_t>(status.st_size) + 1);
-    const bool complete = readRest(descriptor, bytes, 0);
+    const bool complete = readRest(descriptor, bytes);
     ::close(descriptor);
     return complete ? FileRead::Whole : FileRead::Broken;
 }
@@ -59,7 +70,7 @@ bool TextPieces::open(const std::string& name) {
     if (descriptor < 0) return false;
     struct stat status {};
     if (::fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) {
-        readFailed = !readRest(descriptor, buffer, 0);
+        readFailed = !readRest(descriptor, buffer);
         filled = buffer.size();
         endOfFile = true;
         ::close(descriptor);
@@ -95,17 +106,10 @@ const char* TextPieces::keep(const char* from, size_t wanted) {
 }
 
 void TextPieces::readOn(size_t wanted) {
-    if (buffer.size() < wanted) buffer.resize(std::max(wanted, 2 * buffer.size()));
-    while (!endOfFile && filled < wanted) {
-        const ssize_t got = ::read(descriptor, buffer.data() + filled, buffer.size() - filled);
-        if (got < 0 && errno == EINTR) continue;
-        if (got <= 0) {
-            endOfFile = true;
-            readFailed = readFailed || got < 0;
-        } else {
-            filled += static_cast<size_t>(got);
-        }
-    }
+    const ReadOn read = readUpTo(descriptor, buffer, filled, wanted);
+    filled = read.filled;
+    endOfFile = read.ended;
+    readFailed = readFailed || read.failed;
 }
 
 void TextPieces::startText() {
