@@ -40,15 +40,10 @@ int fieldsOfLine(const char* line, const char* lineEnd) {
 // Appends the first `columns` fields of a line with fields, separated by one blank, and a line end.
 void appendLeadingColumns(const char* p, const char* lineEnd, int columns, std::string& leading) {
     int fields = 0;
-    while (p < lineEnd && fields < columns) {
-        if (isColumnSeparator(*p)) {
-            ++p;
-            continue;
-        }
-        const char* start = p;
-        while (p < lineEnd && !isColumnSeparator(*p)) ++p;
-        leading.append(fields++ ? " " : "").append(start, static_cast<size_t>(p - start));
-    }
+    forEachField(p, lineEnd, isColumnSeparator, [&](std::string_view field) {
+        leading.append(fields++ ? " " : "").append(field);
+        return fields < columns;
+    });
     leading += '\n';
 }
 

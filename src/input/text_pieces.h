@@ -24,10 +24,10 @@ FileRead readWholeFile(const std::string& name, FileBytes& bytes);
 // The text without a leading UTF-8 byte-order mark.
 std::string_view withoutByteOrderMark(std::string_view text);
 
-// The fields of the text [p, lineEnd) in order, split where isSeparator(character) holds.
-template <class IsSeparator>
-void splitFields(const char* p, const char* lineEnd, IsSeparator isSeparator, std::vector<std::string>& fields) {
-    fields.clear();
+// Gives the fields of the text [p, lineEnd), split where isSeparator(character) holds, to
+// visit(field) in order, until visit returns false.
+template <class IsSeparator, class Visit>
+void forEachField(const char* p, const char* lineEnd, IsSeparator isSeparator, Visit visit) {
     while (p < lineEnd) {
         if (isSeparator(*p)) {
             ++p;
@@ -35,8 +35,18 @@ void splitFields(const char* p, const char* lineEnd, IsSeparator isSeparator, st
         }
         const char* start = p;
         while (p < lineEnd && !isSeparator(*p)) ++p;
-        fields.emplace_back(start, static_cast<size_t>(p - start));
+        if (!visit(std::string_view(start, static_cast<size_t>(p - start)))) return;
     }
+}
+
+// The fields of the text [p, lineEnd) in order.
+template <class IsSeparator>
+void splitFields(const char* p, const char* lineEnd, IsSeparator isSeparator, std::vector<std::string>& fields) {
+    fields.clear();
+    forEachField(p, lineEnd, isSeparator, [&](std::string_view field) {
+        fields.emplace_back(field);
+        return true;
+    });
 }
 
 // A text file (without a leading byte-order mark) held a piece at a time: the text from
