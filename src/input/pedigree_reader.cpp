@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cstring>
 #include <iostream>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -210,10 +211,10 @@ int Pedigrees::readPedigreeFile(const std::string& fileName) {
     }
 
     // The converted file of a checked pre-MAKEPED file holds the person columns only; its
-    // persons take their genotypes from the check.
-    const bool genotypesChecked = converted && genotypeRowsByUserIds;
-    const int genotypeColumns = genotypesChecked || personsOnly ? 0 : markerCount;
-    if (affectionColumn && !layout.empty && layout.uniform && !genotypesChecked) {
+    // lines renumber the persons of the check.
+    const bool personsChecked = converted && checkedPersonsByUserIds;
+    const int genotypeColumns = personsChecked || personsOnly ? 0 : markerCount;
+    if (affectionColumn && !layout.empty && layout.uniform && !personsChecked) {
         const std::string mismatch = liabilityLayoutMismatch(layout, fileName, postMakeped, liabilityColumn, markerCount);
         if (!mismatch.empty()) {
             failed() << mismatch << std::endl;
@@ -261,7 +262,7 @@ int Pedigrees::readPedigreeFile(const std::string& fileName) {
     }
 
     // One store row per line: room for all of them at once, so the store never moves.
-    if (!genotypesChecked) {
+    if (!personsChecked) {
         if (genotypeStore.getRowCount() == 0) genotypeStore.reset(markerCount);
         genotypeStore.reserveRows(genotypeStore.getRowCount() + static_cast<int>(layout.lineEnds) + 1);
     }
@@ -295,29 +296,24 @@ int Pedigrees::readPedigreeFile(const std::string& fileName) {
                      << " sex: " << sex << std::endl;
             return 0;
         }
-        Person* person = new Person(pedigreeId, personId, std::string(fixed[2]), std::string(fixed[3]), sex);
-        if (postMakeped) {
-            person->setFOID(std::string(fixed[4]));
-            person->setNPSID(std::string(fixed[5]));
-            person->setNMSID(std::string(fixed[6]));
-            person->setProbandStatus(std::string(fixed[8]));
+        std::string_view affection, liability;
+        if (affectionColumn) {
+            affection = fields.next();
+            if (liabilityColumn) liability = fields.next();
+        }
+        if (liabilityColumn && liability == "0") {
+            failed() << "Liability class can't be 0 at line: " << line << std::endl;
+            return 0;
         }
 
-        if (!genotypesChecked) addGenotypeRow(person);
-        if (affectionColumn) {
-            const std::string_view affection = fields.next();
-            if (!isUnknownAffection(affection))
+        std::unique_ptr<Person> person;
+        if (!personsChecked) {
+            person = std::make_unique<Person>(pedigreeId, personId, std::string(fixed[2]), std::string(fixed[3]), sex);
+            addGenotypeRow(person.get());
+            if (affectionColumn && !isUnknownAffection(affection))
                 person->addPhenotype(new Phenotype("DISEASE_LOCUS", std::string(affection)));
-            if (liabilityColumn) {
-                const std::string_view liability = fields.next();
-                if (liability == "0") {
-                    failed() << "Liability class can't be 0 at line: " << line << std::endl;
-                    delete person;
-                    return 0;
-                }
-                if (!isUnknownLiability(liability))
-                    person->addPhenotype(new Phenotype(kLiabilityClassName, std::string(liability)));
-            }
+            if (liabilityColumn && !isUnknownLiability(liability))
+                person->addPhenotype(new Phenotype(kLiabilityClassName, std::string(liability)));
         }
 
         for (int i = 0; i < genotypeColumns; ++i) {
@@ -327,41 +323,48 @@ int Pedigrees::readPedigreeFile(const std::string& fileName) {
                 failed() << "Pedigree " << pedigreeId << " Person " << personId << " halftyped (" << a << "/" << b
                          << ") at marker_index: " << i << ", line " << line << std::endl
                          << " *** Problem with pedigree file format? ***" << std::endl;
-                delete person;
                 return 0;
             }
             if (isMissingAllele(a) || isMissingAllele(b)) continue;
-            if (!setGenotype(person, i, a, b)) {
+            if (!setGenotype(person.get(), i, a, b)) {
                 failed() << "Marker " << markerMap->getMarkerName(IntToString(i)) << " has more than "
                          << GenotypeStore::kMaxAlleleNames << " allele names at line " << line << " (allele " << a
                          << "/" << b << ")" << std::endl;
-                delete person;
                 return 0;
             }
         }
 
-        std::string originalPedigreeId;
+        std::string originalPedigreeId, originalPersonId;
         if (converted) {
             for (int k = 0; k < slinkColumns; ++k) fields.next();
             if (fields.next() == "Ped:") originalPedigreeId = std::string(fields.next());
             else fields.next();
-            person->setOriginalPedigreeId(originalPedigreeId);
-            if (fields.next() == "Per:") person->setOriginalPersonId(std::string(fields.next()));
+            if (fields.next() == "Per:") originalPersonId = std::string(fields.next());
             else fields.next();
         }
         fields.skipLine(10000);
         recordStart = fields.position();
-        if (genotypesChecked) {
-            const auto row =
-                genotypeRowsByUserIds->find(userIdsKey(originalPedigreeId, person->getOriginalPersonId()));
-            if (row == genotypeRowsByUserIds->end()) {
+        if (personsChecked) {
+            const auto checked = checkedPersonsByUserIds->find(userIdsKey(originalPedigreeId, originalPersonId));
+            if (checked == checkedPersonsByUserIds->end() || !checked->second) {
                 failed() << "Line " << line << " of the converted pedigree file " << fileName << " names pedigree \""
-                         << originalPedigreeId << "\" person \"" << person->getOriginalPersonId()
-                         << "\", which is not in " << pedigreeFileName << std::endl;
-                delete person;
+                         << originalPedigreeId << "\" person \"" << originalPersonId << "\", which is not in "
+                         << pedigreeFileName << std::endl;
                 return 0;
             }
-            person->setGenotypes(&genotypeStore, row->second);
+            person = std::move(checked->second);
+            person->renumber(pedigreeId, personId, std::string(fixed[2]), std::string(fixed[3]));
+            person->setGenotypes(&genotypeStore, person->getGenotypeRow());  // the check's store, moved here
+        }
+        if (postMakeped) {
+            person->setFOID(std::string(fixed[4]));
+            person->setNPSID(std::string(fixed[5]));
+            person->setNMSID(std::string(fixed[6]));
+            person->setProbandStatus(std::string(fixed[8]));
+        }
+        if (converted) {
+            person->setOriginalPedigreeId(originalPedigreeId);
+            person->setOriginalPersonId(originalPersonId);
         }
 
         if (!previousPedigree || pedigreeId != previousPedigreeId) {
@@ -372,7 +375,6 @@ int Pedigrees::readPedigreeFile(const std::string& fileName) {
                 if (!pedigrees->insert(pedigree)) {
                     failed() << "Duplicate pedigree " << pedigreeId << " in pedigree file" << std::endl;
                     delete pedigree;
-                    delete person;
                     return 0;
                 }
                 pedigreeInputOrder.push_back(pedigreeId);
@@ -380,12 +382,12 @@ int Pedigrees::readPedigreeFile(const std::string& fileName) {
             previousPedigree = pedigree;
             previousPedigreeId = pedigreeId;
         }
-        if (!previousPedigree->addPerson(person)) {
+        if (!previousPedigree->addPerson(person.get())) {
             failed() << "Duplicate person at line: " << line << " personid: " << personId << std::endl
                      << " *** Problem with pedigree file format? ***" << std::endl;
-            delete person;
             return 0;
         }
+        person.release();
     }
     if (!pieces.good()) {
         failed() << "Unable to open pedigree file " << fileName << " for reading." << std::endl;
@@ -395,15 +397,15 @@ int Pedigrees::readPedigreeFile(const std::string& fileName) {
     pedigreeFileRead = 1;
     std::cout << "(Total number of pedigrees " << pedigrees->getCount() << ")" << std::endl;
     std::cout << "(Total number of persons " << getPedigreePersonCount() << ")" << std::endl;
-    return personsOnly ? 1 : finishPedigreeRead(genotypesChecked);
+    return personsOnly ? 1 : finishPedigreeRead(personsChecked);
 }
 
-int Pedigrees::finishPedigreeRead(bool genotypesChecked) {
+int Pedigrees::finishPedigreeRead(bool personsChecked) {
     if (!validationOnly) createMarkerInfo();
     if (writeFamilyErrors("family.err")) return 0;
     if (xlinked) {
         std::cout << "(Mendelian error check disabled for X-linked data)" << std::endl;
-    } else if (genotypesChecked) {
+    } else if (personsChecked) {
         // The check of the user's file saw the same genotypes in the same families, and found
         // them consistent (the conversion stops otherwise).
     } else if (writeMendelianErrors("mendel.err")) {

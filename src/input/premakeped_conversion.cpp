@@ -2,12 +2,14 @@
 // columns are converted by the MAKEPED converter into "<file>.linkage", and that file is read
 // with the genotypes of the check: MAKEPED's pointers depend on the persons alone, and the
 // converted file keeps the user's identifiers in its "Ped:"/"Per:" columns, by which each
-// converted person finds its genotypes. The genotype columns are read once.
+// converted line finds its checked person. The genotype columns are read once and every
+// person is made once.
 
 #include "model/pedigrees.h"
 
 #include <cstdio>
 #include <iostream>
+#include <memory>
 #include <string>
 #include <unordered_map>
 
@@ -36,15 +38,16 @@ int Pedigrees::readAndConvertPreToLinkage(const std::string& fileName) {
 int Pedigrees::convertCheckedPedigrees(Pedigrees& check, const std::string& fileName) {
     mendelianErrorFound = check.isMendelianErrorFound();
     check.setMarkerMap(nullptr);
-    std::unordered_map<std::string, int> rowsByUserIds;
-    rowsByUserIds.reserve(static_cast<size_t>(check.genotypeStore.getRowCount()));
-    check.pedigrees->forEach([&](const Pedigree* pedigree) {
-        pedigree->getPersonTree()->forEach([&](const Person* person) {
-            rowsByUserIds[userIdsKey(pedigree->getPedigreeId(), person->getPersonId())] = person->getGenotypeRow();
+    // The checked persons become the converted ones: they keep their phenotypes and store rows
+    // and take the converter's identifiers.
+    std::unordered_map<std::string, std::unique_ptr<Person>> checkedPersons;
+    checkedPersons.reserve(static_cast<size_t>(check.genotypeStore.getRowCount()));
+    check.pedigrees->forEach([&](Pedigree* pedigree) {
+        pedigree->getPersonTree()->takeAll([&](Person* person) {
+            checkedPersons[userIdsKey(pedigree->getPedigreeId(), person->getPersonId())].reset(person);
         });
     });
     genotypeStore = std::move(check.genotypeStore);
-    // The checked persons are done with: the converted ones take their memory.
     check.clearPedigrees();
     // MAKEPED and FASTLINK need consistent genotypes: the errors must be mended first.
     if (mendelianErrorFound) {
@@ -62,9 +65,9 @@ int Pedigrees::convertCheckedPedigrees(Pedigrees& check, const std::string& file
 
     postMakeped = true;
     converted = true;
-    genotypeRowsByUserIds = &rowsByUserIds;
+    checkedPersonsByUserIds = &checkedPersons;
     const int read = readPedigreeFile(fileName + ".linkage");
-    genotypeRowsByUserIds = nullptr;
+    checkedPersonsByUserIds = nullptr;
     return read;
 }
 

@@ -14,6 +14,7 @@
 //   pedigree/statistics_reports.cpp   statistics files about the input
 
 #include <map>
+#include <memory>
 #include <set>
 #include <sstream>
 #include <string>
@@ -287,15 +288,16 @@ private:
     EngineSettings engineSettings;
 
     // ---- pedigree file reading (input/pedigree_reader.cpp, input/premakeped_conversion.cpp) ----
-    // While the converted file of a checked pre-MAKEPED file is read: the genotype store row of
-    // every person of the check, by its user's pedigree and person identifiers (userIdsKey).
-    const std::unordered_map<std::string, int>* genotypeRowsByUserIds = nullptr;
+    // While the converted file of a checked pre-MAKEPED file is read: the persons of the check,
+    // by their user's pedigree and person identifiers (userIdsKey), each taken by the converted
+    // line that names it and renumbered there; those no line names are dropped with the map.
+    std::unordered_map<std::string, std::unique_ptr<Person>>* checkedPersonsByUserIds = nullptr;
     static std::string userIdsKey(const std::string& pedigreeId, const std::string& personId);
     // A file of person columns only (a PLINK .fam file): its persons get untyped store rows,
     // filled by the caller, and the read stops before the catalogue and the checks.
     bool personsOnly = false;
     // The end of a pedigree read: the catalogue, the structure and the Mendelian check.
-    int finishPedigreeRead(bool genotypesChecked);
+    int finishPedigreeRead(bool personsChecked);
     // A check whose persons go to the converter keeps the first personColumnCount columns of
     // every line of its pedigree file in personColumns, taken while the file's text is at hand.
     int personColumnCount = 0;

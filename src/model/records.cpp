@@ -23,6 +23,18 @@ Person::Person(const std::string& pedigreeId, const std::string& personId, const
 
 Person::~Person() { delete phenotypeTree; }
 
+void Person::renumber(const std::string& newPedigreeId, const std::string& newPersonId, const std::string& newFatherId,
+                      const std::string& newMotherId) {
+    key = newPersonId;
+    pedigreeId = newPedigreeId;
+    personId = newPersonId;
+    fatherId = newFatherId;
+    motherId = newMotherId;
+    grey = blue = red = false;
+    usedAsChild = usedAsParent = false;
+    personInfo.clear();
+}
+
 bool Person::addPhenotype(Phenotype* p) { return phenotypeTree->insert(p); }
 
 void Person::addPhenotypes(RBTree<Phenotype>* tree) {

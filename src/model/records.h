@@ -58,6 +58,10 @@ public:
     Person(const std::string& pedigreeId, const std::string& personId, const std::string& fatherId,
            const std::string& motherId, const std::string& sex);
     ~Person() override;
+    // Gives a person taken out of its pedigree the identifiers of another numbering (the
+    // converter's), as a person read under them would have; phenotypes and genotypes stay.
+    void renumber(const std::string& newPedigreeId, const std::string& newPersonId, const std::string& newFatherId,
+                  const std::string& newMotherId);
 
     const std::string& getPedigreeId() const { return pedigreeId; }
     const std::string& getPersonId() const { return personId; }

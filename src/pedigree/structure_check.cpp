@@ -9,34 +9,67 @@
 
 #include "model/file.h"
 #include "model/pedigrees.h"
+#include "model/short_text.h"
 
 namespace {
 
-// One pedigree's persons in tree order and, per person id, the persons naming it as father
-// or mother (in tree order), so the walks need not rescan the pedigree for every person.
+// One pedigree's persons in tree order, each parent reference resolved once to a place in
+// that order (-1: "0" or no such person), and the children of every person, so that the walks
+// below run over small arrays instead of looking persons up by identifier.
 class FamilyIndex {
 public:
     explicit FamilyIndex(const Pedigree* pedigree) : pedigree(pedigree) {
         pedigree->getPersonTree()->forEach([&](Person* person) { persons.push_back(person); });
-        for (Person* person : persons) {
-            children[person->getFatherId()].push_back(person);
-            if (person->getMotherId() != person->getFatherId()) children[person->getMotherId()].push_back(person);
+        const size_t n = persons.size();
+        fathers.resize(n);
+        mothers.resize(n);
+        childrenStart.assign(n + 1, 0);
+        for (size_t i = 0; i < n; ++i) {
+            fathers[i] = placeOf(persons[i]->getFatherId());
+            mothers[i] = placeOf(persons[i]->getMotherId());
+            forEachParent(i, [&](int parent) { ++childrenStart[static_cast<size_t>(parent) + 1]; });
         }
+        for (size_t i = 0; i < n; ++i) childrenStart[i + 1] += childrenStart[i];
+        children.resize(childrenStart[n]);
+        std::vector<int> filled(childrenStart.begin(), childrenStart.end() - 1);
+        for (size_t i = 0; i < n; ++i)
+            forEachParent(i, [&](int parent) { children[static_cast<size_t>(filled[static_cast<size_t>(parent)]++)] = static_cast<int>(i); });
     }
 
     const std::string& id() const { return pedigree->getPedigreeId(); }
-    const std::vector<Person*>& all() const { return persons; }
-    Person* find(const std::string& personId) const { return pedigree->getPerson(personId); }
-    const std::vector<Person*>& childrenOf(const Person* parent) const {
-        const auto found = children.find(parent->getPersonId());
-        return found == children.end() ? none : found->second;
-    }
+    size_t size() const { return persons.size(); }
+    Person* person(int place) const { return persons[static_cast<size_t>(place)]; }
+    // The place of a person's father or mother; -1 when the reference is "0" or names nobody.
+    int father(size_t place) const { return persons[place]->getFatherId() == "0" ? -1 : fathers[place]; }
+    int mother(size_t place) const { return persons[place]->getMotherId() == "0" ? -1 : mothers[place]; }
+    // The persons naming the one at `place` as father or mother.
+    const int* childrenBegin(int place) const { return children.data() + childrenStart[static_cast<size_t>(place)]; }
+    const int* childrenEnd(int place) const { return children.data() + childrenStart[static_cast<size_t>(place) + 1]; }
 
 private:
+    // Tree order is the key order: a binary search finds an identifier's place.
+    int placeOf(const std::string& personId) const {
+        size_t low = 0, high = persons.size();
+        while (low < high) {
+            const size_t middle = (low + high) / 2;
+            const int order = compareShortText(persons[middle]->getPersonId(), personId);
+            if (order == 0) return static_cast<int>(middle);
+            if (order < 0) low = middle + 1;
+            else high = middle;
+        }
+        return -1;
+    }
+    // A person is the child of each person its parent references name, once when both name one.
+    template <class F>
+    void forEachParent(size_t child, F&& visit) const {
+        if (fathers[child] >= 0) visit(fathers[child]);
+        if (mothers[child] >= 0 && mothers[child] != fathers[child]) visit(mothers[child]);
+    }
+
     const Pedigree* pedigree;
     std::vector<Person*> persons;
-    std::unordered_map<std::string, std::vector<Person*>> children;
-    const std::vector<Person*> none;
+    std::vector<int> fathers, mothers;
+    std::vector<int> childrenStart, children;
 };
 
 void appendBlock(std::ostringstream& report, const std::string& pedigreeId, const std::string& message) {
@@ -52,33 +85,34 @@ void appendPersonBlock(std::ostringstream& report, const Person* person, const s
 // Connectivity: marks grey everything reachable from the first founder through parent-child
 // links; a pedigree without a founder is not checked.
 bool isWhole(const FamilyIndex& family) {
-    Person* start = nullptr;
-    for (Person* person : family.all()) {
-        person->grey = false;
-        if (!start && person->isFounder()) start = person;
+    int start = -1;
+    for (size_t i = 0; i < family.size(); ++i) {
+        family.person(static_cast<int>(i))->grey = false;
+        if (start < 0 && family.person(static_cast<int>(i))->isFounder()) start = static_cast<int>(i);
     }
-    if (!start) return true;
-    start->grey = true;
+    if (start < 0) return true;
+    family.person(start)->grey = true;
     size_t greyCount = 1;
-    std::vector<Person*> pending{start};
-    auto reach = [&](Person* person) {
-        if (!person || person->grey) return;
-        person->grey = true;
+    std::vector<int> pending{start};
+    auto reach = [&](int place) {
+        if (place < 0 || family.person(place)->grey) return;
+        family.person(place)->grey = true;
         ++greyCount;
-        pending.push_back(person);
+        pending.push_back(place);
     };
     while (!pending.empty()) {
-        Person* current = pending.back();
+        const int current = pending.back();
         pending.pop_back();
-        for (Person* child : family.childrenOf(current)) reach(child);
-        if (current->getMotherId() != "0") reach(family.find(current->getMotherId()));
-        if (current->getFatherId() != "0") reach(family.find(current->getFatherId()));
+        for (const int* child = family.childrenBegin(current); child != family.childrenEnd(current); ++child)
+            reach(*child);
+        reach(family.mother(static_cast<size_t>(current)));
+        reach(family.father(static_cast<size_t>(current)));
     }
-    return greyCount == family.all().size();
+    return greyCount == family.size();
 }
 
-void personCheckFamilies(const FamilyIndex& family, const Person* person, std::ostringstream& report,
-                         bool& personErrors) {
+void personCheckFamilies(const FamilyIndex& family, size_t place, std::ostringstream& report, bool& personErrors) {
+    const Person* person = family.person(static_cast<int>(place));
     if (person->isFounder()) return;
     auto error = [&](const char* message) {
         appendPersonBlock(report, person, message);
@@ -86,19 +120,21 @@ void personCheckFamilies(const FamilyIndex& family, const Person* person, std::o
     };
     if (person->getFatherId() == "0") {
         error("Error:   father id is 0 but mother id is not");
-    } else if (const Person* father = family.find(person->getFatherId()); !father) {
+    } else if (family.father(place) < 0) {
         error("Error:  father is not found");
     } else {
+        const Person* father = family.person(family.father(place));
         if (father->getSex() != "1") error("Error: father found but gender wrong");
-        if (father->getPersonId() == person->getPersonId()) error("Error:  child id is same as father id");
+        if (father == person) error("Error:  child id is same as father id");
     }
     if (person->getMotherId() == "0") {
         error("Error: mother id is 0 but father id is not");
-    } else if (const Person* mother = family.find(person->getMotherId()); !mother) {
+    } else if (family.mother(place) < 0) {
         error("Error: mother is not found");
     } else {
+        const Person* mother = family.person(family.mother(place));
         if (mother->getSex() != "2") error("Error:  mother found but gender wrong");
-        if (mother->getPersonId() == person->getPersonId()) error("Error:  child id is same as mother id ");
+        if (mother == person) error("Error:  child id is same as mother id ");
     }
 }
 
@@ -135,24 +171,20 @@ private:
 // couple to each of its children. One pass over the persons builds the graph's edges into
 // disjoint sets, so a pedigree of n persons is searched in about n steps.
 bool hasMarriageLoop(const FamilyIndex& family) {
-    const std::vector<Person*>& persons = family.all();
-    std::unordered_map<const Person*, size_t> node;
-    node.reserve(persons.size());
-    for (size_t i = 0; i < persons.size(); ++i) node.emplace(persons[i], i);
-    DisjointSets sets(persons.size());
+    const size_t persons = family.size();
+    DisjointSets sets(persons);
     std::unordered_map<std::uint64_t, size_t> coupleNode;
-    for (const Person* child : persons) {
-        if (child->isFounder()) continue;
-        const Person* father = family.find(child->getFatherId());
-        const Person* mother = family.find(child->getMotherId());
-        if (!father || !mother) continue;  // reported by the per-person checks
-        const size_t f = node.at(father), m = node.at(mother);
+    for (size_t child = 0; child < persons; ++child) {
+        if (family.person(static_cast<int>(child))->isFounder()) continue;
+        const int father = family.father(child), mother = family.mother(child);
+        if (father < 0 || mother < 0) continue;  // reported by the per-person checks
+        const size_t f = static_cast<size_t>(father), m = static_cast<size_t>(mother);
         const auto couple = coupleNode.emplace((static_cast<std::uint64_t>(f) << 32) | m, 0);
         if (couple.second) {
             couple.first->second = sets.add();
             if (!sets.join(f, couple.first->second) || !sets.join(m, couple.first->second)) return true;
         }
-        if (!sets.join(node.at(child), couple.first->second)) return true;
+        if (!sets.join(child, couple.first->second)) return true;
     }
     return false;
 }
@@ -166,23 +198,25 @@ bool Pedigrees::checkFamilies() {
     pedigreesWithLoops.clear();
     familyErrorReport.clear();
 
+    // Every pedigree is indexed once, for the connectivity walk and then the per-person checks.
+    std::vector<FamilyIndex> families;
+    families.reserve(static_cast<size_t>(pedigrees->getCount()));
     pedigrees->forEach([&](const Pedigree* pedigree) {
-        const FamilyIndex family(pedigree);
-        if (isWhole(family)) return;
+        families.emplace_back(pedigree);
+        if (isWhole(families.back())) return;
         topologyErrors = true;
-        appendBlock(familyErrorReport, family.id(), "Error: this pedigree is not whole");
+        appendBlock(familyErrorReport, families.back().id(), "Error: this pedigree is not whole");
     });
 
     // Per-person checks of a pedigree that is not one family would mostly repeat that error.
     if (!topologyErrors) {
-        pedigrees->forEach([&](const Pedigree* pedigree) {
-            const FamilyIndex family(pedigree);
-            if (family.all().size() < 3) {
+        for (const FamilyIndex& family : families) {
+            if (family.size() < 3) {
                 appendBlock(familyErrorReport, family.id(), "Error: pedigree contains less than 3 members");
                 personErrors = true;
             }
-            for (const Person* person : family.all())
-                personCheckFamilies(family, person, familyErrorReport, personErrors);
+            for (size_t place = 0; place < family.size(); ++place)
+                personCheckFamilies(family, place, familyErrorReport, personErrors);
             loopInPedigree = hasMarriageLoop(family);
             if (loopInPedigree) {
                 std::cout << "(Atleast one marrige or consanguinty loop found from the pedigree " << family.id()
@@ -190,7 +224,7 @@ bool Pedigrees::checkFamilies() {
                 loopsFound = true;
                 pedigreesWithLoops.insert(family.id());
             }
-        });
+        }
     }
 
     std::cout << familyErrorReport.str();
