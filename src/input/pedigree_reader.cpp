@@ -212,7 +212,7 @@ int Pedigrees::readPedigreeFile(const std::string& fileName) {
 
     // The converted file of a checked pre-MAKEPED file holds the person columns only; its
     // lines renumber the persons of the check.
-    const bool personsChecked = converted && checkedPersonsByUserIds;
+    const bool personsChecked = converted && personsToRenumber;
     const int genotypeColumns = personsChecked || personsOnly ? 0 : markerCount;
     if (affectionColumn && !layout.empty && layout.uniform && !personsChecked) {
         const std::string mismatch = liabilityLayoutMismatch(layout, fileName, postMakeped, liabilityColumn, markerCount);
@@ -345,14 +345,13 @@ int Pedigrees::readPedigreeFile(const std::string& fileName) {
         fields.skipLine(10000);
         recordStart = fields.position();
         if (personsChecked) {
-            const auto checked = checkedPersonsByUserIds->find(userIdsKey(originalPedigreeId, originalPersonId));
-            if (checked == checkedPersonsByUserIds->end() || !checked->second) {
+            person = personsToRenumber->take(originalPedigreeId, originalPersonId);
+            if (!person) {
                 failed() << "Line " << line << " of the converted pedigree file " << fileName << " names pedigree \""
                          << originalPedigreeId << "\" person \"" << originalPersonId << "\", which is not in "
                          << pedigreeFileName << std::endl;
                 return 0;
             }
-            person = std::move(checked->second);
             person->renumber(pedigreeId, personId, std::string(fixed[2]), std::string(fixed[3]));
             person->setGenotypes(&genotypeStore, person->getGenotypeRow());  // the check's store, moved here
         }
@@ -402,7 +401,8 @@ int Pedigrees::readPedigreeFile(const std::string& fileName) {
 
 int Pedigrees::finishPedigreeRead(bool personsChecked) {
     if (!validationOnly) createMarkerInfo();
-    if (writeFamilyErrors("family.err")) return 0;
+    if (personsChecked && checkedPedigreesWithLoops) reportCheckedStructure();
+    else if (writeFamilyErrors("family.err")) return 0;
     if (xlinked) {
         std::cout << "(Mendelian error check disabled for X-linked data)" << std::endl;
     } else if (personsChecked) {
@@ -414,10 +414,6 @@ int Pedigrees::finishPedigreeRead(bool personsChecked) {
     }
     std::cout << "...done." << std::endl;
     return 1;
-}
-
-std::string Pedigrees::userIdsKey(const std::string& pedigreeId, const std::string& personId) {
-    return pedigreeId + '\0' + personId;
 }
 
 void Pedigrees::makeMapFromColumns(const std::vector<std::string>& firstLine) {

@@ -10,8 +10,9 @@
 #include <cstdio>
 #include <iostream>
 #include <memory>
+#include <set>
 #include <string>
-#include <unordered_map>
+#include <vector>
 
 #include "driver/utilities.h"
 #include "input/marker_map.h"
@@ -40,13 +41,13 @@ int Pedigrees::convertCheckedPedigrees(Pedigrees& check, const std::string& file
     check.setMarkerMap(nullptr);
     // The checked persons become the converted ones: they keep their phenotypes and store rows
     // and take the converter's identifiers.
-    std::unordered_map<std::string, std::unique_ptr<Person>> checkedPersons;
-    checkedPersons.reserve(static_cast<size_t>(check.genotypeStore.getRowCount()));
+    std::vector<std::unique_ptr<Person>> inFileOrder(static_cast<size_t>(check.genotypeStore.getRowCount()));
     check.pedigrees->forEach([&](Pedigree* pedigree) {
-        pedigree->getPersonTree()->takeAll([&](Person* person) {
-            checkedPersons[userIdsKey(pedigree->getPedigreeId(), person->getPersonId())].reset(person);
-        });
+        pedigree->getPersonTree()->takeAll(
+            [&](Person* person) { inFileOrder[static_cast<size_t>(person->getGenotypeRow())].reset(person); });
     });
+    CheckedPersons checkedPersons(std::move(inFileOrder));
+    const std::set<std::string> checkedLoops = std::move(check.pedigreesWithLoops);
     genotypeStore = std::move(check.genotypeStore);
     check.clearPedigrees();
     // MAKEPED and FASTLINK need consistent genotypes: the errors must be mended first.
@@ -65,9 +66,12 @@ int Pedigrees::convertCheckedPedigrees(Pedigrees& check, const std::string& file
 
     postMakeped = true;
     converted = true;
-    checkedPersonsByUserIds = &checkedPersons;
+    personsToRenumber = &checkedPersons;
+    // A trimmed file given to the converter may leave persons out: its pedigrees are checked anew.
+    checkedPedigreesWithLoops = trim ? nullptr : &checkedLoops;
     const int read = readPedigreeFile(fileName + ".linkage");
-    checkedPersonsByUserIds = nullptr;
+    personsToRenumber = nullptr;
+    checkedPedigreesWithLoops = nullptr;
     return read;
 }
 

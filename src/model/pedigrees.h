@@ -22,6 +22,7 @@
 #include <unordered_map>
 #include <utility>
 #include <vector>
+#include "input/checked_persons.h"
 #include "input/converter_run.h"
 #include "model/rbtree.h"
 #include "engine/batch_planner.h"
@@ -289,10 +290,13 @@ private:
 
     // ---- pedigree file reading (input/pedigree_reader.cpp, input/premakeped_conversion.cpp) ----
     // While the converted file of a checked pre-MAKEPED file is read: the persons of the check,
-    // by their user's pedigree and person identifiers (userIdsKey), each taken by the converted
-    // line that names it and renumbered there; those no line names are dropped with the map.
-    std::unordered_map<std::string, std::unique_ptr<Person>>* checkedPersonsByUserIds = nullptr;
-    static std::string userIdsKey(const std::string& pedigreeId, const std::string& personId);
+    // each renumbered by the converted line that names it by the user's identifiers.
+    CheckedPersons* personsToRenumber = nullptr;
+    // Then too, when the converter read the check's own person columns: the user's identifiers
+    // of the checked pedigrees with loops. The converted pedigrees are the checked ones
+    // renumbered, so their structure check is the check's, told under the new identifiers.
+    const std::set<std::string>* checkedPedigreesWithLoops = nullptr;
+    void reportCheckedStructure();
     // A file of person columns only (a PLINK .fam file): its persons get untyped store rows,
     // filled by the caller, and the read stops before the catalogue and the checks.
     bool personsOnly = false;
@@ -321,6 +325,9 @@ private:
     bool loopInPedigree = false;
     bool loopsFound = false;
     std::set<std::string> pedigreesWithLoops;
+    void clearStructureCheck();
+    // Tells of a pedigree's marriage or consanguinity loop and keeps it among those with loops.
+    void reportLoop(const std::string& pedigreeId);
 
     // ---- Mendelian check state (pedigree/mendelian_check.cpp) ----
     std::ostringstream mendelianErrorReport;

@@ -191,12 +191,30 @@ bool hasMarriageLoop(const FamilyIndex& family) {
 
 }  // namespace
 
-bool Pedigrees::checkFamilies() {
+void Pedigrees::clearStructureCheck() {
     personErrors = false;
     topologyErrors = false;
     loopInPedigree = false;
     pedigreesWithLoops.clear();
     familyErrorReport.clear();
+}
+
+void Pedigrees::reportLoop(const std::string& pedigreeId) {
+    std::cout << "(Atleast one marrige or consanguinty loop found from the pedigree " << pedigreeId << ")" << std::endl;
+    loopsFound = true;
+    pedigreesWithLoops.insert(pedigreeId);
+}
+
+void Pedigrees::reportCheckedStructure() {
+    clearStructureCheck();
+    pedigrees->forEach([&](const Pedigree* pedigree) {
+        loopInPedigree = checkedPedigreesWithLoops->count(pedigree->getOriginalPedigreeId()) > 0;
+        if (loopInPedigree) reportLoop(pedigree->getPedigreeId());
+    });
+}
+
+bool Pedigrees::checkFamilies() {
+    clearStructureCheck();
 
     // Every pedigree is indexed once, for the connectivity walk and then the per-person checks.
     std::vector<FamilyIndex> families;
@@ -218,12 +236,7 @@ bool Pedigrees::checkFamilies() {
             for (size_t place = 0; place < family.size(); ++place)
                 personCheckFamilies(family, place, familyErrorReport, personErrors);
             loopInPedigree = hasMarriageLoop(family);
-            if (loopInPedigree) {
-                std::cout << "(Atleast one marrige or consanguinty loop found from the pedigree " << family.id()
-                          << ")" << std::endl;
-                loopsFound = true;
-                pedigreesWithLoops.insert(family.id());
-            }
+            if (loopInPedigree) reportLoop(family.id());
         }
     }
 

@@ -138,3 +138,29 @@ TEST(PremakepedConversion, ChecksConvertsAndReadsUnderTheUsersIdentifiers) {
     EXPECT_EQ(person(p, "2", "2")->getPhenotype("age")->getValue(), "41");
     EXPECT_EQ(person(p, "1", "1")->getPhenotype("age"), nullptr);
 }
+
+TEST(PremakepedConversion, LoopsFoundByTheCheckAreToldAgainUnderTheConvertersNumbers) {
+    ScratchDir dir;
+    InDirectory here(dir.path());
+    // "trio" (converted 1) has none; in "cousins" (converted 2) two brothers married two
+    // sisters and each couple has a child, who marry: a consanguinity loop.
+    const std::string input =
+        "trio f 0 0 1 1 1 1\ntrio m 0 0 2 1 1 2\ntrio c f m 1 2 1 2\n"
+        "cousins 1 0 0 1 1 1 1\ncousins 2 0 0 2 1 1 1\ncousins 3 0 0 1 1 1 1\ncousins 4 0 0 2 1 1 1\n"
+        "cousins 5 1 2 1 1 1 1\ncousins 6 1 2 1 1 1 1\ncousins 7 3 4 2 1 1 1\ncousins 8 3 4 2 1 1 1\n"
+        "cousins 9 5 7 1 1 1 1\ncousins 10 6 8 2 1 1 1\ncousins 11 9 10 1 2 1 1\n";
+    Pedigrees p;
+    const Outcome r = convert(p, dir, input);
+    ASSERT_EQ(r.result, 1) << r.out;
+    const std::string loop = "(Atleast one marrige or consanguinty loop found from the pedigree ";
+    const size_t converting = r.out.find("(Converting pedigree file fam.pre");
+    ASSERT_NE(converting, std::string::npos);
+    EXPECT_LT(r.out.find(loop + "cousins)\n"), converting);
+    EXPECT_GT(r.out.find(loop + "2)\n"), converting);
+    EXPECT_FALSE(contains(r.out, loop + "1)") || contains(r.out, loop + "trio)"));
+    EXPECT_TRUE(p.isLoopsFound());
+    EXPECT_EQ(p.getOrigPedigreeID("2"), "cousins");
+    EXPECT_TRUE(p.hasLoop(p.getPedigrees()->find("2")));
+    EXPECT_FALSE(p.hasLoop(p.getPedigrees()->find("1")));
+    EXPECT_FALSE(dir.exists("family.err"));
+}

@@ -91,6 +91,25 @@ TEST(RBTree, InvariantsAndOwnershipAfterManyInserts) {
         for (const auto& key : distinct) EXPECT_NE(tree.find(key), nullptr);
         // Elements, one nil leaf per element plus one, and the root's parent sentinel.
         EXPECT_EQ(Item::alive, n + (n + 1) + 1);
+
+        // Taken out in key order, unlinked, into another tree: the first is left empty with
+        // its fresh nil root, the other holds every element under the same rules.
+        std::vector<std::string> taken;
+        RBTree<Item> other(new Item(), "other");
+        tree.takeAll([&](Item* item) {
+            taken.push_back(item->key);
+            EXPECT_TRUE(item->left == nullptr && item->right == nullptr && item->parent == nullptr) << item->key;
+            EXPECT_TRUE(other.insert(item)) << item->key;
+        });
+        EXPECT_EQ(taken, distinct);
+        EXPECT_EQ(tree.getCount(), 0);
+        EXPECT_TRUE(tree.getRoot()->isNil());
+        EXPECT_EQ(tree.find(distinct.front()), nullptr);
+        EXPECT_EQ(inOrder(other), distinct);
+        blackHeight(other.getRoot(), &problem);
+        EXPECT_EQ(problem, "");
+        // The other tree's elements, leaves and sentinel, and the first tree's new nil root.
+        EXPECT_EQ(Item::alive, n + (n + 1) + 1 + 1);
     }
     EXPECT_EQ(Item::alive, 0);
 }
