@@ -12,6 +12,7 @@
 // where the tail keeps the user's identifiers. Nothing is written unless the whole input
 // converts; the output is written under a temporary name and renamed at the end.
 
+#include <charconv>
 #include <cstdio>
 #include <fstream>
 #include <iostream>
@@ -67,6 +68,12 @@ int splitLine(const std::string& line, std::vector<std::string>& first, size_t w
 int fail(const std::string& message) {
     std::cerr << "makepedpseudo: " << message << std::endl;
     return 1;
+}
+
+std::string& appendNumber(std::string& text, size_t number) {
+    char digits[24];
+    const auto end = std::to_chars(digits, digits + sizeof digits, number).ptr;
+    return text.append(digits, static_cast<size_t>(end - digits));
 }
 
 std::string where(const std::string& file, int line) { return file + ", line " + std::to_string(line); }
@@ -170,26 +177,30 @@ int main(int argc, char** argv) {
         setPointers(family);
     }
 
+    // The output is formatted into one buffer and written at once: the run goes on beside the
+    // reading of large files, so it should take as little of the machine as it can.
+    std::string output;
+    for (size_t f = 0; f < families.size(); ++f) {
+        const Family& family = families[f];
+        for (size_t i = 0; i < family.persons.size(); ++i) {
+            const Person& p = family.persons[i];
+            for (const size_t number : {f + 1, i + 1, static_cast<size_t>(p.fatherNumber),
+                                        static_cast<size_t>(p.motherNumber), static_cast<size_t>(p.firstOffspring),
+                                        static_cast<size_t>(p.nextPaternalSibling),
+                                        static_cast<size_t>(p.nextMaternalSibling)})
+                appendNumber(output, number).push_back(' ');
+            output.append(p.sex).append(i == 0 ? " 1" : " 0");
+            if (!p.rest.empty()) output.append(" ").append(p.rest);
+            output.append("  Ped: ").append(family.id).append("  Per: ").append(p.id).push_back('\n');
+        }
+    }
     const std::string temporaryName = outputName + ".partial";
-    {
-        std::ofstream output(temporaryName, std::ios::out | std::ios::trunc);
-        if (!output.is_open()) return fail("cannot write output file " + temporaryName);
-        for (size_t f = 0; f < families.size(); ++f) {
-            const Family& family = families[f];
-            for (size_t i = 0; i < family.persons.size(); ++i) {
-                const Person& p = family.persons[i];
-                output << (f + 1) << ' ' << (i + 1) << ' ' << p.fatherNumber << ' ' << p.motherNumber << ' '
-                       << p.firstOffspring << ' ' << p.nextPaternalSibling << ' ' << p.nextMaternalSibling << ' '
-                       << p.sex << ' ' << (i == 0 ? 1 : 0);
-                if (!p.rest.empty()) output << ' ' << p.rest;
-                output << "  Ped: " << family.id << "  Per: " << p.id << '\n';
-            }
-        }
-        output.close();
-        if (output.fail()) {
-            std::remove(temporaryName.c_str());
-            return fail("cannot write output file " + temporaryName);
-        }
+    std::FILE* file = std::fopen(temporaryName.c_str(), "w");
+    if (!file) return fail("cannot write output file " + temporaryName);
+    const bool written = std::fwrite(output.data(), 1, output.size(), file) == output.size();
+    if (std::fclose(file) != 0 || !written) {
+        std::remove(temporaryName.c_str());
+        return fail("cannot write output file " + temporaryName);
     }
     if (std::rename(temporaryName.c_str(), outputName.c_str()) != 0) {
         std::remove(temporaryName.c_str());
