@@ -37,11 +37,11 @@ public:
     }
 
     const std::string& id() const { return pedigree->getPedigreeId(); }
-    size_t size() const { return persons.size(); }
+    int size() const { return static_cast<int>(persons.size()); }
     Person* person(int place) const { return persons[static_cast<size_t>(place)]; }
     // The place of a person's father or mother; -1 when the reference is "0" or names nobody.
-    int father(size_t place) const { return persons[place]->getFatherId() == "0" ? -1 : fathers[place]; }
-    int mother(size_t place) const { return persons[place]->getMotherId() == "0" ? -1 : mothers[place]; }
+    int father(int place) const { return person(place)->getFatherId() == "0" ? -1 : fathers[static_cast<size_t>(place)]; }
+    int mother(int place) const { return person(place)->getMotherId() == "0" ? -1 : mothers[static_cast<size_t>(place)]; }
     // The persons naming the one at `place` as father or mother.
     const int* childrenBegin(int place) const { return children.data() + childrenStart[static_cast<size_t>(place)]; }
     const int* childrenEnd(int place) const { return children.data() + childrenStart[static_cast<size_t>(place) + 1]; }
@@ -86,13 +86,13 @@ void appendPersonBlock(std::ostringstream& report, const Person* person, const s
 // links; a pedigree without a founder is not checked.
 bool isWhole(const FamilyIndex& family) {
     int start = -1;
-    for (size_t i = 0; i < family.size(); ++i) {
-        family.person(static_cast<int>(i))->grey = false;
-        if (start < 0 && family.person(static_cast<int>(i))->isFounder()) start = static_cast<int>(i);
+    for (int place = 0; place < family.size(); ++place) {
+        family.person(place)->grey = false;
+        if (start < 0 && family.person(place)->isFounder()) start = place;
     }
     if (start < 0) return true;
     family.person(start)->grey = true;
-    size_t greyCount = 1;
+    int greyCount = 1;
     std::vector<int> pending{start};
     auto reach = [&](int place) {
         if (place < 0 || family.person(place)->grey) return;
@@ -105,14 +105,14 @@ bool isWhole(const FamilyIndex& family) {
         pending.pop_back();
         for (const int* child = family.childrenBegin(current); child != family.childrenEnd(current); ++child)
             reach(*child);
-        reach(family.mother(static_cast<size_t>(current)));
-        reach(family.father(static_cast<size_t>(current)));
+        reach(family.mother(current));
+        reach(family.father(current));
     }
     return greyCount == family.size();
 }
 
-void personCheckFamilies(const FamilyIndex& family, size_t place, std::ostringstream& report, bool& personErrors) {
-    const Person* person = family.person(static_cast<int>(place));
+void personCheckFamilies(const FamilyIndex& family, int place, std::ostringstream& report, bool& personErrors) {
+    const Person* person = family.person(place);
     if (person->isFounder()) return;
     auto error = [&](const char* message) {
         appendPersonBlock(report, person, message);
@@ -171,11 +171,10 @@ private:
 // couple to each of its children. One pass over the persons builds the graph's edges into
 // disjoint sets, so a pedigree of n persons is searched in about n steps.
 bool hasMarriageLoop(const FamilyIndex& family) {
-    const size_t persons = family.size();
-    DisjointSets sets(persons);
+    DisjointSets sets(static_cast<size_t>(family.size()));
     std::unordered_map<std::uint64_t, size_t> coupleNode;
-    for (size_t child = 0; child < persons; ++child) {
-        if (family.person(static_cast<int>(child))->isFounder()) continue;
+    for (int child = 0; child < family.size(); ++child) {
+        if (family.person(child)->isFounder()) continue;
         const int father = family.father(child), mother = family.mother(child);
         if (father < 0 || mother < 0) continue;  // reported by the per-person checks
         const size_t f = static_cast<size_t>(father), m = static_cast<size_t>(mother);
@@ -184,7 +183,7 @@ bool hasMarriageLoop(const FamilyIndex& family) {
             couple.first->second = sets.add();
             if (!sets.join(f, couple.first->second) || !sets.join(m, couple.first->second)) return true;
         }
-        if (!sets.join(child, couple.first->second)) return true;
+        if (!sets.join(static_cast<size_t>(child), couple.first->second)) return true;
     }
     return false;
 }
@@ -233,7 +232,7 @@ bool Pedigrees::checkFamilies() {
                 appendBlock(familyErrorReport, family.id(), "Error: pedigree contains less than 3 members");
                 personErrors = true;
             }
-            for (size_t place = 0; place < family.size(); ++place)
+            for (int place = 0; place < family.size(); ++place)
                 personCheckFamilies(family, place, familyErrorReport, personErrors);
             loopInPedigree = hasMarriageLoop(family);
             if (loopInPedigree) reportLoop(family.id());
