@@ -14,7 +14,6 @@
 //   pedigree/statistics_reports.cpp   statistics files about the input
 
 #include <map>
-#include <memory>
 #include <set>
 #include <sstream>
 #include <string>
